@@ -1,0 +1,36 @@
+#include "app/Application.h"
+
+#include "browser/BrowserWindow.h"
+#include "core/AppLocale.h"
+
+#include <QApplication>
+#include <QIcon>
+
+Application::Application(QObject* parent) : QObject(parent) {}
+
+void Application::configure()
+{
+    QApplication::setApplicationName(QStringLiteral("Quillo"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Quillo"));
+    QApplication::setDesktopFileName(QStringLiteral("app.quillo.Quillo"));
+    installAppLocale();
+    // Outside a full desktop session Qt finds no icon theme; fall back to the
+    // freedesktop themes that Debian installs.
+    if (QIcon::themeName().isEmpty() || QIcon::themeName() == QStringLiteral("hicolor"))
+        QIcon::setThemeName(QStringLiteral("Adwaita"));
+    QIcon::setFallbackThemeName(QStringLiteral("hicolor"));
+}
+
+BrowserWindow* Application::openWindow(const PaneLayout& layout)
+{
+    auto* window = new BrowserWindow(layout);
+    connect(window, &BrowserWindow::newWindowRequested, this,
+            [this](const Location& location) { openWindow(location); });
+    window->show();
+    return window;
+}
+
+BrowserWindow* Application::openWindow(const Location& location)
+{
+    return openWindow(PaneLayout::onePane(location.toText()));
+}

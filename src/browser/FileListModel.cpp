@@ -1,0 +1,295 @@
+#include "browser/FileListModel.h"
+
+#include "browser/IconCache.h"
+#include "core/TextFolding.h"
+#include "files/FileColumn.h"
+
+#include <QDateTime>
+#include <QLocale>
+
+#include <string>
+
+FileListModel::FileListModel(QObject* parent) : QAbstractItemModel(parent) {}
+
+FileListModel::~FileListModel() = default;
+
+void FileListModel::setRoot(FileEntry rootEntry)
+{
+    beginResetModel();
+    m_root = std::make_unique<FileNode>(std::move(rootEntry));
+    m_visibleTop.clear();
+    m_visibleRow.clear();
+    m_reading.clear();
+    endResetModel();
+}
+
+void FileListModel::applyReading(FileNode* folder, std::vector<FileEntry> entries,
+                                 const FileSort& sort)
+{
+    m_reading.erase(folder->entry.path.native());
+    if (folder == m_root.get() && !folder->childrenLoaded()) {
+        // One reset per listing: cheaper than inserting 100,000 rows.
+        beginResetModel();
+        folder->setChildren(std::move(entries), sort);
+        rebuildVisibleTop();
+        endResetModel();
+        return;
+    }
+    if (!folder->childrenLoaded()) {
+        const QModelIndex parent = indexForNode(folder);
+        if (entries.empty()) {
+            folder->setChildren({}, sort);
+            Q_EMIT dataChanged(parent, parent);
+            return;
+        }
+        beginInsertRows(parent, 0, int(entries.size()) - 1);
+        folder->setChildren(std::move(entries), sort);
+        endInsertRows();
+        return;
+    }
+    changeLayout([&] {
+        folder->setChildren(std::move(entries), sort);
+        if (folder == m_root.get())
+            rebuildVisibleTop();
+    });
+}
+
+void FileListModel::applyFailure(FileNode* folder)
+{
+    applyReading(folder, {}, FileSort{});
+}
+
+void FileListModel::resort(const FileSort& sort)
+{
+    if (!m_root)
+        return;
+    changeLayout([&] {
+        m_root->resort(sort);
+        rebuildVisibleTop();
+    });
+}
+
+void FileListModel::setFilterText(const QString& text)
+{
+    const QString folded = TextFolding::fold(text);
+    if (folded == m_foldedFilter)
+        return;
+    changeLayout([&] {
+        m_foldedFilter = folded;
+        rebuildVisibleTop();
+    });
+}
+
+int FileListModel::visibleTopLevelCount() const
+{
+    return m_root ? rowCount() : 0;
+}
+
+void FileListModel::rebuildVisibleTop()
+{
+    m_visibleTop.clear();
+    m_visibleRow.clear();
+    if (m_foldedFilter.isEmpty() || !m_root)
+        return;
+    for (const auto& child : m_root->children()) {
+        if (TextFolding::containsFolded(child->entry.name, m_foldedFilter)) {
+            m_visibleRow.emplace(child.get(), int(m_visibleTop.size()));
+            m_visibleTop.push_back(child.get());
+        }
+    }
+}
+
+const std::vector<FileNode*>* FileListModel::visibleTop() const
+{
+    return m_foldedFilter.isEmpty() ? nullptr : &m_visibleTop;
+}
+
+template <typename Mutation>
+void FileListModel::changeLayout(Mutation&& mutate)
+{
+    Q_EMIT layoutAboutToBeChanged();
+    const QModelIndexList before = persistentIndexList();
+    std::vector<std::string> paths;
+    paths.reserve(size_t(before.size()));
+    for (const QModelIndex& index : before)
+        paths.push_back(nodeForIndex(index)->entry.path.native());
+
+    mutate();
+
+    // Nodes are matched by path, never by pointer: a freed node's address may be reused.
+    std::unordered_map<std::string, const FileNode*> byPath;
+    if (!before.isEmpty()) {
+        std::vector<const FileNode*> stack{m_root.get()};
+        while (!stack.empty()) {
+            const FileNode* node = stack.back();
+            stack.pop_back();
+            for (const auto& child : node->children()) {
+                byPath.emplace(child->entry.path.native(), child.get());
+                if (child->childrenLoaded())
+                    stack.push_back(child.get());
+            }
+        }
+    }
+    QModelIndexList after;
+    after.reserve(before.size());
+    for (qsizetype i = 0; i < before.size(); ++i) {
+        const auto found = byPath.find(paths[size_t(i)]);
+        after.push_back(found == byPath.end() ? QModelIndex()
+                                              : indexForNode(found->second, before[i].column()));
+    }
+    changePersistentIndexList(before, after);
+    Q_EMIT layoutChanged();
+}
+
+FileNode* FileListModel::nodeForIndex(const QModelIndex& index) const
+{
+    if (!index.isValid())
+        return m_root.get();
+    return static_cast<FileNode*>(index.internalPointer());
+}
+
+int FileListModel::rowOf(const FileNode* node) const
+{
+    if (node->parent() == m_root.get() && visibleTop()) {
+        const auto found = m_visibleRow.find(node);
+        return found == m_visibleRow.end() ? -1 : found->second;
+    }
+    return node->row();
+}
+
+QModelIndex FileListModel::indexForNode(const FileNode* node, int column) const
+{
+    if (!node || node == m_root.get() || !node->parent())
+        return {};
+    const int row = rowOf(node);
+    if (row < 0)
+        return {};
+    return createIndex(row, column, const_cast<FileNode*>(node));
+}
+
+QModelIndex FileListModel::index(int row, int column, const QModelIndex& parent) const
+{
+    if (!m_root || row < 0 || column < 0 || column >= int(kFileColumns.size()))
+        return {};
+    const FileNode* folder = nodeForIndex(parent);
+    if (folder == m_root.get() && visibleTop()) {
+        if (row >= int(m_visibleTop.size()))
+            return {};
+        return createIndex(row, column, m_visibleTop[size_t(row)]);
+    }
+    FileNode* child = folder->child(row);
+    return child ? createIndex(row, column, child) : QModelIndex();
+}
+
+QModelIndex FileListModel::parent(const QModelIndex& child) const
+{
+    if (!child.isValid())
+        return {};
+    return indexForNode(nodeForIndex(child)->parent());
+}
+
+int FileListModel::rowCount(const QModelIndex& parent) const
+{
+    if (!m_root || parent.column() > 0)
+        return 0;
+    const FileNode* folder = nodeForIndex(parent);
+    if (folder == m_root.get() && visibleTop())
+        return int(m_visibleTop.size());
+    return int(folder->children().size());
+}
+
+int FileListModel::columnCount(const QModelIndex&) const
+{
+    return int(kFileColumns.size());
+}
+
+bool FileListModel::hasChildren(const QModelIndex& parent) const
+{
+    if (!parent.isValid())
+        return rowCount() > 0;
+    if (parent.column() > 0)
+        return false;
+    const FileNode* node = nodeForIndex(parent);
+    if (!node->entry.isFolder)
+        return false;
+    return !node->childrenLoaded() || !node->children().empty();
+}
+
+QVariant FileListModel::displayText(const FileEntry& entry, int column) const
+{
+    switch (kFileColumns[size_t(column)].key) {
+    case FileSortKey::name:
+        return entry.name;
+    case FileSortKey::dateModified:
+        if (!entry.dateModified)
+            return QStringLiteral("--");
+        return QDateTime::fromMSecsSinceEpoch(*entry.dateModified / 1000000)
+            .toString(QStringLiteral("yyyy/MM/dd HH:mm"));
+    case FileSortKey::size:
+        if (!entry.size)
+            return QStringLiteral("--");
+        return QLocale().formattedDataSize(*entry.size, 1, QLocale::DataSizeSIFormat);
+    case FileSortKey::kind:
+        return entry.kind;
+    case FileSortKey::tags:
+        return QString();
+    }
+    return {};
+}
+
+QVariant FileListModel::data(const QModelIndex& index, int role) const
+{
+    if (!index.isValid())
+        return {};
+    const FileEntry& entry = nodeForIndex(index)->entry;
+    switch (role) {
+    case Qt::DisplayRole:
+        return displayText(entry, index.column());
+    case Qt::DecorationRole:
+        if (index.column() == 0)
+            return IconCache::icon(entry);
+        return {};
+    case Qt::TextAlignmentRole:
+        if (kFileColumns[size_t(index.column())].key == FileSortKey::size)
+            return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
+        return QVariant::fromValue(Qt::AlignLeft | Qt::AlignVCenter);
+    default:
+        return {};
+    }
+}
+
+QVariant FileListModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation != Qt::Horizontal || section < 0 || section >= int(kFileColumns.size()))
+        return {};
+    const FileColumn& column = kFileColumns[size_t(section)];
+    if (role == Qt::DisplayRole)
+        return QString::fromUtf8(column.title);
+    if (role == Qt::TextAlignmentRole)
+        return QVariant::fromValue(column.headerAlignment | Qt::AlignVCenter);
+    return {};
+}
+
+Qt::ItemFlags FileListModel::flags(const QModelIndex& index) const
+{
+    if (!index.isValid())
+        return Qt::NoItemFlags;
+    return Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+}
+
+bool FileListModel::canFetchMore(const QModelIndex& parent) const
+{
+    if (!parent.isValid() || parent.column() > 0)
+        return false;
+    const FileNode* node = nodeForIndex(parent);
+    return node->entry.isFolder && !node->childrenLoaded() && !isReading(node);
+}
+
+void FileListModel::fetchMore(const QModelIndex& parent)
+{
+    if (!canFetchMore(parent))
+        return;
+    FileNode* node = nodeForIndex(parent);
+    m_reading.insert(node->entry.path.native());
+    Q_EMIT folderNeedsReading(node);
+}

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "core/FileSort.h"
+#include "files/FileNode.h"
+
+#include <QAbstractItemModel>
+
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+// The outline of one pane over a FileNode tree.
+//
+// Change signals, so that views keep expansion and selection:
+// - a new location resets the model once, when its listing arrives;
+// - the first reading of an expanded folder inserts its rows;
+// - a reload, a re-sort and a filter change emit layoutChanged and move every
+//   persistent index to the node with the same path (gone items lose theirs).
+// Folders are read on demand: fetchMore() emits folderNeedsReading and the pane
+// hands the result back through applyReading() on the main thread.
+class FileListModel : public QAbstractItemModel {
+    Q_OBJECT
+public:
+    explicit FileListModel(QObject* parent = nullptr);
+    ~FileListModel() override;
+
+    // A new, still unread root for a new location.
+    void setRoot(FileEntry rootEntry);
+    FileNode* root() const { return m_root.get(); }
+
+    void applyReading(FileNode* folder, std::vector<FileEntry> entries, const FileSort& sort);
+    // The folder could not be read: it shows no children.
+    void applyFailure(FileNode* folder);
+    void resort(const FileSort& sort);
+    // Top-level filter; empty text shows everything.
+    void setFilterText(const QString& text);
+    bool isFiltering() const { return !m_foldedFilter.isEmpty(); }
+    int visibleTopLevelCount() const;
+    bool isReading(const FileNode* folder) const
+    {
+        return m_reading.contains(folder->entry.path.native());
+    }
+
+    FileNode* nodeForIndex(const QModelIndex& index) const;
+    QModelIndex indexForNode(const FileNode* node, int column = 0) const;
+
+    QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
+    QModelIndex parent(const QModelIndex& child) const override;
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    bool hasChildren(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
+    bool canFetchMore(const QModelIndex& parent) const override;
+    void fetchMore(const QModelIndex& parent) override;
+
+Q_SIGNALS:
+    void folderNeedsReading(FileNode* folder);
+
+private:
+    template <typename Mutation>
+    void changeLayout(Mutation&& mutate);
+    void rebuildVisibleTop();
+    const std::vector<FileNode*>* visibleTop() const;
+    int rowOf(const FileNode* node) const;
+    QVariant displayText(const FileEntry& entry, int column) const;
+
+    std::unique_ptr<FileNode> m_root;
+    QString m_foldedFilter;
+    std::vector<FileNode*> m_visibleTop; // only while filtering
+    std::unordered_map<const FileNode*, int> m_visibleRow;
+    std::unordered_set<std::string> m_reading; // folder paths being read
+};

@@ -1,0 +1,462 @@
+#include "browser/PaneView.h"
+
+#include "browser/FileListModel.h"
+#include "browser/FilterBar.h"
+#include "browser/PaneStatusBar.h"
+#include "browser/PathBar.h"
+#include "core/PathText.h"
+#include "core/Preferences.h"
+#include "files/DirectoryReader.h"
+#include "files/FileColumn.h"
+#include "files/FileNode.h"
+#include "files/PaneState.h"
+#include "platform/DefaultApplication.h"
+#include "platform/DirectoryScanner.h"
+
+#include <QHeaderView>
+#include <QLabel>
+#include <QMessageBox>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+#include <QtConcurrent>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kPendingSelectionMs = 5000;
+
+FileEntry rootEntry(const Location& location)
+{
+    // Built without touching the disk; the reading fills in the children.
+    FileEntry entry;
+    entry.path = location.path();
+    entry.name = location.displayName();
+    entry.isFolder = true;
+    return entry;
+}
+
+} // namespace
+
+PaneView::PaneView(const Location& location, QWidget* parent)
+    : QWidget(parent)
+    , m_state(new PaneState(location, this))
+    , m_model(new FileListModel(this))
+{
+    m_sort = Preferences::shared().sort();
+    m_showHidden = Preferences::shared().showHiddenFiles();
+    buildWidgets();
+    connectSignals();
+    navigate(location, std::nullopt, false);
+}
+
+PaneView::~PaneView() = default;
+
+void PaneView::buildWidgets()
+{
+    m_pathBar = new PathBar(this);
+    m_list = new FileTreeView(*this, this);
+    m_list->setModel(m_model);
+    for (size_t i = 0; i < kFileColumns.size(); ++i)
+        m_list->setColumnWidth(int(i), kFileColumns[i].initialWidth);
+    m_list->header()->setMinimumSectionSize(50);
+    m_errorLabel = new QLabel(this);
+    m_errorLabel->setAlignment(Qt::AlignCenter);
+    m_errorLabel->setWordWrap(true);
+    m_errorLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_stack = new QStackedWidget(this);
+    m_stack->addWidget(m_list);
+    m_stack->addWidget(m_errorLabel);
+    m_filterBar = new FilterBar(this);
+    m_statusBar = new PaneStatusBar(*m_state, this);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(m_pathBar);
+    layout->addWidget(m_filterBar);
+    layout->addWidget(m_stack, 1);
+    layout->addWidget(m_statusBar);
+    setFocusProxy(m_list);
+    updateSortIndicator();
+}
+
+void PaneView::connectSignals()
+{
+    connect(m_model, &FileListModel::folderNeedsReading, this, &PaneView::startReading);
+    connect(m_list, &QTreeView::doubleClicked, this, [this] { openSelection(); });
+    connect(m_list->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+        m_state->setSelectedCount(int(m_list->selectionModel()->selectedRows().size()));
+    });
+    connect(m_list->header(), &QHeaderView::sectionClicked, this, &PaneView::headerClicked);
+    connect(&Preferences::shared(), &Preferences::displayPreferencesChanged, this,
+            &PaneView::preferencesChanged);
+    connect(m_pathBar, &PathBar::segmentClicked, this,
+            [this](const fs::path& folder) { navigate(Location::folder(folder), std::nullopt); });
+    connect(m_pathBar, &PathBar::pathEntered, this, &PaneView::navigateToTypedPath);
+    connect(m_pathBar, &PathBar::editingFinished, this, [this](bool focus) {
+        m_state->setEditingPath(false);
+        if (focus)
+            focusList();
+    });
+    connect(m_filterBar, &FilterBar::textEdited, this, &PaneView::applyFilter);
+    connect(m_filterBar, &FilterBar::escapePressed, this, [this] { endFilter(true); });
+    connect(m_filterBar, &FilterBar::returnPressed, this, [this] { focusList(); });
+    connect(m_filterBar, &FilterBar::downPressed, this, [this] { focusList(); });
+}
+
+const Location& PaneView::location() const
+{
+    return m_state->location();
+}
+
+void PaneView::navigate(const Location& target, const std::optional<fs::path>& select,
+                        bool recordHistory)
+{
+    if (recordHistory) {
+        NavigationHistory history = m_state->history();
+        history.visit(target);
+        m_state->setHistory(history);
+    }
+    ++m_generation;
+    m_latestRead.clear();
+    m_model->setRoot(rootEntry(target));
+    m_pendingSelection.reset();
+    if (select)
+        m_pendingSelection =
+            PendingSelection{PathText::standardized(*select), QDeadlineTimer(kPendingSelectionMs)};
+    m_state->setItemCount(0);
+    m_state->setSelectedCount(0);
+    m_state->setEditingPath(false);
+    if (m_state->isFiltering())
+        endFilter(false);
+    m_state->setError(std::nullopt);
+    m_stack->setCurrentWidget(m_list);
+    m_pathBar->setLocation(target);
+    m_state->setGitBranch(std::nullopt);
+    m_state->setGitChangeCount(0);
+    if (target.isFolder()) {
+        startReading(m_model->root());
+        refreshCapacity();
+    } else {
+        m_state->setAvailableCapacity(std::nullopt);
+    }
+    Q_EMIT locationChanged();
+}
+
+void PaneView::startReading(FileNode* folder)
+{
+    const uint64_t generation = m_generation;
+    const uint64_t sequence = ++m_readSequence;
+    const fs::path path = folder->entry.path;
+    m_latestRead[path.native()] = sequence;
+    if (folder == m_model->root())
+        m_state->setLoading(true);
+    DirectoryReader::readInBackground(path, m_showHidden)
+        .then(this, [this, generation, sequence, path](Result<std::vector<FileEntry>> result) {
+            finishReading(generation, sequence, path, std::move(result));
+        });
+}
+
+void PaneView::finishReading(uint64_t generation, uint64_t sequence, const fs::path& folder,
+                             Result<std::vector<FileEntry>> result)
+{
+    // A reading overtaken by a navigation, or by a newer reading of the same folder,
+    // never shows its result.
+    if (generation != m_generation)
+        return;
+    const auto latest = m_latestRead.find(folder.native());
+    if (latest == m_latestRead.end() || latest->second != sequence)
+        return;
+    m_latestRead.erase(latest);
+    FileNode* root = m_model->root();
+    FileNode* node = root->entry.path == folder ? root : root->findByPath(folder);
+    if (!node)
+        return;
+    if (result)
+        m_model->applyReading(node, std::move(*result), m_sort);
+    else
+        m_model->applyFailure(node);
+    if (node == root)
+        finishRootReading(folder, result ? nullptr : &result.error());
+    applyPendingSelection();
+}
+
+void PaneView::finishRootReading(const fs::path& folder, const Error* error)
+{
+    m_state->setLoading(false);
+    m_state->setItemCount(int(m_model->root()->children().size()));
+    m_state->setVisibleCount(m_model->visibleTopLevelCount());
+    if (error) {
+        const PaneError paneErr = paneError(*error, folder);
+        m_state->setError(paneErr);
+        showError(paneErr.message);
+    } else if (m_state->error()) {
+        m_state->setError(std::nullopt);
+        m_stack->setCurrentWidget(m_list);
+    }
+}
+
+void PaneView::showError(const QString& message)
+{
+    m_errorLabel->setText(message);
+    m_stack->setCurrentWidget(m_errorLabel);
+}
+
+void PaneView::applyPendingSelection()
+{
+    if (!m_pendingSelection)
+        return;
+    if (m_pendingSelection->deadline.hasExpired()) {
+        m_pendingSelection.reset();
+        return;
+    }
+    FileNode* node = m_model->root()->findByPath(m_pendingSelection->path);
+    if (!node)
+        return;
+    m_pendingSelection.reset();
+    const QModelIndex index = m_model->indexForNode(node);
+    if (!index.isValid())
+        return;
+    m_list->setCurrentIndex(index);
+    m_list->selectionModel()->select(index, QItemSelectionModel::ClearAndSelect |
+                                                QItemSelectionModel::Rows);
+    m_list->scrollTo(index, QAbstractItemView::PositionAtCenter);
+}
+
+void PaneView::goBack()
+{
+    moveThroughHistory(true);
+}
+
+void PaneView::goForward()
+{
+    moveThroughHistory(false);
+}
+
+void PaneView::moveThroughHistory(bool back)
+{
+    NavigationHistory history = m_state->history();
+    const Location left = history.current;
+    const auto target = back ? history.goBack() : history.goForward();
+    if (!target)
+        return;
+    m_state->setHistory(history);
+    // Going back up out of a subfolder selects the folder just left.
+    const bool upOutOfChild = left.isFolder() && target->isFolder() &&
+                              PathText::parent(left.path()) == target->path();
+    navigate(*target, upOutOfChild ? std::optional(left.path()) : std::nullopt, false);
+}
+
+bool PaneView::canGoToParent() const
+{
+    return location().isFolder() && location().path() != "/";
+}
+
+void PaneView::goToParent()
+{
+    if (!canGoToParent())
+        return;
+    const fs::path left = location().path();
+    navigate(Location::folder(PathText::parent(left)), left, true);
+}
+
+void PaneView::reload()
+{
+    if (!location().isFolder())
+        return;
+    if (!m_model->root()->childrenLoaded()) {
+        startReading(m_model->root());
+        return;
+    }
+    for (FileNode* folder : m_model->root()->loadedFolders())
+        startReading(folder);
+}
+
+void PaneView::editPath()
+{
+    m_state->setEditingPath(true);
+    m_pathBar->beginEditing();
+}
+
+void PaneView::focusList()
+{
+    m_list->setFocus(Qt::OtherFocusReason);
+    if (!m_list->currentIndex().isValid() && m_model->rowCount() > 0)
+        m_list->setCurrentIndex(m_model->index(0, 0));
+}
+
+std::vector<fs::path> PaneView::selectedPaths() const
+{
+    std::vector<fs::path> paths;
+    for (const QModelIndex& index : m_list->selectionModel()->selectedRows())
+        paths.push_back(m_model->nodeForIndex(index)->entry.path);
+    return paths;
+}
+
+void PaneView::selectPaths(const std::vector<fs::path>& paths)
+{
+    QItemSelection selection;
+    for (const fs::path& path : paths) {
+        if (FileNode* node = m_model->root()->findByPath(path)) {
+            const QModelIndex index = m_model->indexForNode(node);
+            if (index.isValid())
+                selection.select(index, index);
+        }
+    }
+    m_list->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect |
+                                                    QItemSelectionModel::Rows);
+    if (!selection.isEmpty()) {
+        m_list->selectionModel()->setCurrentIndex(selection.first().topLeft(),
+                                                  QItemSelectionModel::NoUpdate);
+        m_list->scrollTo(selection.first().topLeft());
+    }
+}
+
+bool PaneView::isFilterOpen() const
+{
+    return m_state->isFiltering();
+}
+
+void PaneView::beginFilter()
+{
+    if (!m_state->isFiltering()) {
+        m_selectionBeforeFilter = selectedPaths();
+        m_state->setFiltering(true);
+    }
+    m_filterBar->open();
+}
+
+void PaneView::endFilter(bool focus)
+{
+    if (!m_state->isFiltering())
+        return;
+    m_filterBar->close();
+    m_state->setFilterText(QString());
+    m_state->setFiltering(false);
+    m_model->setFilterText(QString());
+    m_state->setVisibleCount(m_model->visibleTopLevelCount());
+    selectPaths(m_selectionBeforeFilter);
+    m_selectionBeforeFilter.clear();
+    if (focus)
+        focusList();
+}
+
+void PaneView::applyFilter(const QString& text)
+{
+    m_state->setFilterText(text);
+    m_model->setFilterText(text);
+    m_state->setVisibleCount(m_model->visibleTopLevelCount());
+    if (m_model->rowCount() > 0)
+        m_list->selectRow(0);
+}
+
+void PaneView::openSelection()
+{
+    const QModelIndexList rows = m_list->selectionModel()->selectedRows();
+    const FileNode* folder = nullptr;
+    std::vector<fs::path> files;
+    for (const QModelIndex& index : rows) {
+        const FileNode* node = m_model->nodeForIndex(index);
+        if (node->entry.isFolder && !folder)
+            folder = node;
+        else if (!node->entry.isFolder)
+            files.push_back(node->entry.path);
+    }
+    for (const fs::path& file : files) {
+        // Launching may wait on D-Bus activation; keep it off the main thread.
+        QtConcurrent::run([file] { return DefaultApplication::open(file); })
+            .then(this, [this](std::expected<void, QString> result) {
+                if (result)
+                    return;
+                auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Quillo"),
+                                            result.error(), QMessageBox::Ok, this);
+                box->setAttribute(Qt::WA_DeleteOnClose);
+                box->setWindowModality(Qt::WindowModal);
+                box->open();
+            });
+    }
+    if (folder)
+        navigate(Location::folder(folder->entry.path));
+}
+
+void PaneView::switchPane()
+{
+    Q_EMIT switchPaneRequested();
+}
+
+void PaneView::preferencesChanged()
+{
+    const FileSort sort = Preferences::shared().sort();
+    if (sort != m_sort) {
+        m_sort = sort;
+        m_model->resort(m_sort);
+        updateSortIndicator();
+    }
+    const bool hidden = Preferences::shared().showHiddenFiles();
+    if (hidden != m_showHidden) {
+        m_showHidden = hidden;
+        reload();
+    }
+}
+
+void PaneView::headerClicked(int section)
+{
+    if (section < 0 || section >= int(kFileColumns.size()))
+        return;
+    FileSort sort = m_sort;
+    const FileSortKey key = kFileColumns[size_t(section)].key;
+    if (sort.key == key) {
+        sort.ascending = !sort.ascending;
+    } else {
+        sort.key = key;
+        sort.ascending = true;
+    }
+    Preferences::shared().setSort(sort);
+    updateSortIndicator();
+}
+
+void PaneView::updateSortIndicator()
+{
+    for (size_t i = 0; i < kFileColumns.size(); ++i) {
+        if (kFileColumns[i].key == m_sort.key)
+            m_list->header()->setSortIndicator(int(i), m_sort.ascending ? Qt::AscendingOrder
+                                                                        : Qt::DescendingOrder);
+    }
+}
+
+void PaneView::refreshCapacity()
+{
+    const uint64_t generation = m_generation;
+    DirectoryReader::availableCapacity(location().path())
+        .then(this, [this, generation](std::optional<int64_t> bytes) {
+            if (generation == m_generation)
+                m_state->setAvailableCapacity(bytes);
+        });
+}
+
+void PaneView::navigateToTypedPath(const QString& typed)
+{
+    QString text = typed.trimmed();
+    if (text.isEmpty())
+        return;
+    const Location typedLocation = Location::fromText(text);
+    if (typedLocation.isTag()) {
+        navigate(typedLocation);
+        return;
+    }
+    if (text == QStringLiteral("~") || text.startsWith(QStringLiteral("~/")))
+        text = PathText::display(PathText::homeFolder()) + text.mid(1);
+    fs::path path = PathText::fromText(text);
+    if (path.is_relative() && location().isFolder())
+        path = location().path() / path;
+    path = PathText::standardized(path);
+    // A typed file opens its folder with the file selected.
+    QtConcurrent::run([path] { return DirectoryScanner::isDirectory(path) ||
+                                      !DirectoryScanner::exists(path); })
+        .then(this, [this, path](bool folderOrMissing) {
+            if (folderOrMissing)
+                navigate(Location::folder(path));
+            else
+                navigate(Location::folder(PathText::parent(path)), path);
+        });
+}

@@ -1,0 +1,103 @@
+#pragma once
+
+#include "browser/FileTreeView.h"
+#include "core/Error.h"
+#include "core/FileSort.h"
+#include "core/Location.h"
+#include "files/FileEntry.h"
+
+#include <QDeadlineTimer>
+#include <QWidget>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+class FileListModel;
+class FileNode;
+class FilterBar;
+class PaneState;
+class PaneStatusBar;
+class PathBar;
+class QLabel;
+class QStackedWidget;
+
+// One pane: path bar, list, filter bar and status bar over a PaneState. It is the
+// list controller: it navigates, reads folders off the main thread, and keeps
+// expansion and selection across reloads.
+class PaneView : public QWidget, public ListKeyTarget {
+    Q_OBJECT
+public:
+    explicit PaneView(const Location& location, QWidget* parent = nullptr);
+    ~PaneView() override;
+
+    PaneState& state() const { return *m_state; }
+    const Location& location() const;
+    FileTreeView* listView() const { return m_list; }
+    FileListModel* model() const { return m_model; }
+    PaneStatusBar* statusBar() const { return m_statusBar; }
+
+    void navigate(const Location& target, const std::optional<std::filesystem::path>& select = {},
+                  bool recordHistory = true);
+    void goBack();
+    void goForward();
+    bool canGoToParent() const;
+    void goToParent() override;
+    // Re-reads every loaded folder, keeping expansion and selection.
+    void reload();
+    void editPath();
+    void focusList();
+    std::vector<std::filesystem::path> selectedPaths() const;
+
+    // ListKeyTarget
+    bool isFilterOpen() const override;
+    void beginFilter() override;
+    void endFilter(bool focusList) override;
+    void openSelection() override;
+    void switchPane() override;
+
+Q_SIGNALS:
+    void switchPaneRequested();
+    void locationChanged();
+
+private:
+    void buildWidgets();
+    void moveThroughHistory(bool back);
+    void connectSignals();
+    void startReading(FileNode* folder);
+    void finishReading(uint64_t generation, uint64_t sequence, const std::filesystem::path& folder,
+                       Result<std::vector<FileEntry>> result);
+    void finishRootReading(const std::filesystem::path& folder, const Error* error);
+    void applyPendingSelection();
+    void selectPaths(const std::vector<std::filesystem::path>& paths);
+    void applyFilter(const QString& text);
+    void preferencesChanged();
+    void headerClicked(int section);
+    void refreshCapacity();
+    void navigateToTypedPath(const QString& text);
+    void updateSortIndicator();
+    void showError(const QString& message);
+
+    PaneState* m_state = nullptr;
+    FileListModel* m_model = nullptr;
+    FileTreeView* m_list = nullptr;
+    PathBar* m_pathBar = nullptr;
+    FilterBar* m_filterBar = nullptr;
+    PaneStatusBar* m_statusBar = nullptr;
+    QStackedWidget* m_stack = nullptr;
+    QLabel* m_errorLabel = nullptr;
+
+    FileSort m_sort;
+    bool m_showHidden = false;
+    uint64_t m_generation = 0; // bumped by every navigation; older readings are dropped
+    uint64_t m_readSequence = 0;
+    std::unordered_map<std::string, uint64_t> m_latestRead; // folder → newest reading
+    struct PendingSelection {
+        std::filesystem::path path;
+        QDeadlineTimer deadline;
+    };
+    std::optional<PendingSelection> m_pendingSelection;
+    std::vector<std::filesystem::path> m_selectionBeforeFilter;
+};

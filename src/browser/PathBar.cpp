@@ -1,0 +1,112 @@
+#include "browser/PathBar.h"
+
+#include "core/PathText.h"
+
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QStackedLayout>
+#include <QToolButton>
+
+PathBar::PathBar(QWidget* parent) : QWidget(parent)
+{
+    m_stack = new QStackedLayout(this);
+    m_stack->setContentsMargins(0, 0, 0, 0);
+    m_segments = new QWidget(this);
+    m_segmentLayout = new QHBoxLayout(m_segments);
+    m_segmentLayout->setContentsMargins(4, 0, 4, 0);
+    m_segmentLayout->setSpacing(0);
+    m_edit = new QLineEdit(this);
+    m_edit->setPlaceholderText(QStringLiteral("パスを入力"));
+    m_edit->installEventFilter(this);
+    m_stack->addWidget(m_segments);
+    m_stack->addWidget(m_edit);
+    setFixedHeight(m_edit->sizeHint().height() + 2);
+    connect(m_edit, &QLineEdit::returnPressed, this, [this] {
+        const QString text = m_edit->text();
+        endEditing();
+        Q_EMIT editingFinished(true);
+        Q_EMIT pathEntered(text);
+    });
+}
+
+void PathBar::setLocation(const Location& location)
+{
+    m_location = location;
+    rebuildSegments();
+}
+
+void PathBar::rebuildSegments()
+{
+    while (QLayoutItem* item = m_segmentLayout->takeAt(0)) {
+        delete item->widget();
+        delete item;
+    }
+    if (m_location.isTag()) {
+        auto* label = new QToolButton(m_segments);
+        label->setText(m_location.toText());
+        label->setAutoRaise(true);
+        m_segmentLayout->addWidget(label);
+        m_segmentLayout->addStretch(1);
+        return;
+    }
+    // Each segment keeps the byte-exact prefix, so a name that is not UTF-8 still opens.
+    std::vector<std::filesystem::path> prefixes;
+    for (auto p = m_location.path(); ; p = PathText::parent(p)) {
+        prefixes.push_back(p);
+        if (p == "/" || p == "." || p.empty())
+            break;
+    }
+    for (auto it = prefixes.rbegin(); it != prefixes.rend(); ++it) {
+        if (it != prefixes.rbegin()) {
+            auto* separator = new QToolButton(m_segments);
+            separator->setText(QStringLiteral("›"));
+            separator->setAutoRaise(true);
+            separator->setEnabled(false);
+            m_segmentLayout->addWidget(separator);
+        }
+        auto* button = new QToolButton(m_segments);
+        button->setText(PathText::displayName(*it));
+        button->setAutoRaise(true);
+        button->setFocusPolicy(Qt::NoFocus);
+        const std::filesystem::path target = *it;
+        connect(button, &QToolButton::clicked, this, [this, target] { Q_EMIT segmentClicked(target); });
+        m_segmentLayout->addWidget(button);
+    }
+    m_segmentLayout->addStretch(1);
+}
+
+void PathBar::beginEditing()
+{
+    m_edit->setText(m_location.isFolder() ? PathText::display(m_location.path())
+                                          : m_location.toText());
+    m_stack->setCurrentWidget(m_edit);
+    m_edit->selectAll();
+    m_edit->setFocus(Qt::ShortcutFocusReason);
+}
+
+void PathBar::endEditing()
+{
+    m_stack->setCurrentWidget(m_segments);
+}
+
+bool PathBar::isEditing() const
+{
+    return m_stack->currentWidget() == m_edit;
+}
+
+bool PathBar::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_edit && event->type() == QEvent::KeyPress &&
+        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
+        endEditing();
+        Q_EMIT editingFinished(true);
+        return true;
+    }
+    if (watched == m_edit && event->type() == QEvent::FocusOut && isEditing()) {
+        endEditing();
+        Q_EMIT editingFinished(false);
+    }
+    return QWidget::eventFilter(watched, event);
+}

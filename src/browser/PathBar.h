@@ -1,0 +1,40 @@
+#pragma once
+
+#include "core/Location.h"
+
+#include <QWidget>
+
+class QHBoxLayout;
+class QLineEdit;
+class QStackedLayout;
+
+// Shows the pane's location as clickable segments, or a text field while the
+// path is being typed (Ctrl+L).
+class PathBar : public QWidget {
+    Q_OBJECT
+public:
+    explicit PathBar(QWidget* parent = nullptr);
+
+    void setLocation(const Location& location);
+    void beginEditing();
+    void endEditing();
+    bool isEditing() const;
+
+Q_SIGNALS:
+    void segmentClicked(const std::filesystem::path& folder);
+    void pathEntered(const QString& text);
+    // Return or Escape give the list its focus back; leaving the field does not.
+    void editingFinished(bool focusList);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void rebuildSegments();
+
+    Location m_location;
+    QStackedLayout* m_stack = nullptr;
+    QWidget* m_segments = nullptr;
+    QHBoxLayout* m_segmentLayout = nullptr;
+    QLineEdit* m_edit = nullptr;
+};

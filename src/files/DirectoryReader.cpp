@@ -1,0 +1,137 @@
+#include "files/DirectoryReader.h"
+
+#include "core/PathText.h"
+#include "files/FileSorter.h"
+#include "files/KindCache.h"
+#include "platform/DirectoryScanner.h"
+#include "platform/VolumeInfo.h"
+
+#include <QtConcurrent/QtConcurrentRun>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kHiddenListName = ".hidden";
+// A .hidden file is a short list of names; anything bigger is not one.
+constexpr size_t kMaxHiddenListBytes = 1 << 20;
+
+bool startsWithDot(std::string_view name)
+{
+    return !name.empty() && name.front() == '.';
+}
+
+// The names a folder's ".hidden" file lists, one a line.
+std::unordered_set<std::string> readHiddenList(const fs::path& folder)
+{
+    std::unordered_set<std::string> names;
+    const auto text =
+        DirectoryScanner::readSmallFile(folder / std::string(kHiddenListName), kMaxHiddenListBytes);
+    if (!text)
+        return names;
+    std::string_view rest(*text);
+    while (!rest.empty()) {
+        const size_t end = rest.find('\n');
+        std::string_view line = rest.substr(0, end);
+        rest = end == std::string_view::npos ? std::string_view{} : rest.substr(end + 1);
+        if (!line.empty() && line.back() == '\r')
+            line.remove_suffix(1);
+        if (!line.empty())
+            names.emplace(line);
+    }
+    return names;
+}
+
+// Fills everything the scan knows; a failed lstat leaves the defaults.
+void fill(FileEntry& entry, const ScannedItem& item, std::string_view nameBytes)
+{
+    entry.nameKey = FileSorter::collationKey(entry.name);
+    if (item.statFailed)
+        return;
+    entry.isSymbolicLink = item.isSymbolicLink();
+    entry.isFolder = item.isDirectory();
+    if (!entry.isFolder)
+        entry.size = item.size;
+    entry.dateModified = item.modifiedNs;
+    const KindInfo info = entry.isFolder ? KindCache::forFolder() : KindCache::forFileName(nameBytes);
+    entry.kind = info.kind;
+    entry.iconName = info.iconName;
+}
+
+std::string_view lastComponent(const std::string& path)
+{
+    const size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string_view(path)
+                                      : std::string_view(path).substr(slash + 1);
+}
+
+} // namespace
+
+namespace DirectoryReader {
+
+const std::unordered_set<std::string>& alwaysHiddenNames()
+{
+    static const std::unordered_set<std::string> names = {".DS_Store", ".localized"};
+    return names;
+}
+
+Result<std::vector<FileEntry>> read(const fs::path& folder, bool includeHidden)
+{
+    auto scanned = DirectoryScanner::scan(folder);
+    if (!scanned)
+        return std::unexpected(scanned.error());
+    const auto& skipped = alwaysHiddenNames();
+    std::unordered_set<std::string> hiddenList;
+    for (const ScannedItem& item : *scanned) {
+        if (item.name == kHiddenListName) {
+            hiddenList = readHiddenList(folder);
+            break;
+        }
+    }
+    std::vector<FileEntry> entries;
+    entries.reserve(scanned->size());
+    for (const ScannedItem& item : *scanned) {
+        if (skipped.contains(item.name))
+            continue;
+        const bool hidden = startsWithDot(item.name) ||
+                            (!item.statFailed && hiddenList.contains(item.name));
+        if (hidden && !includeHidden)
+            continue;
+        FileEntry& entry = entries.emplace_back();
+        entry.path = folder / item.name;
+        entry.name = QString::fromUtf8(item.name.data(), qsizetype(item.name.size()));
+        entry.isHidden = hidden;
+        fill(entry, item, item.name);
+    }
+    return entries;
+}
+
+FileEntry entry(const fs::path& path)
+{
+    FileEntry result;
+    result.path = path;
+    const fs::path standard = PathText::standardized(path);
+    result.name = PathText::displayName(standard);
+    const std::string_view nameBytes = lastComponent(standard.native());
+    const auto item = DirectoryScanner::statPath(path);
+    result.isHidden = startsWithDot(nameBytes);
+    if (item && !result.isHidden && standard.native() != "/") {
+        const auto parent = PathText::parent(standard);
+        if (DirectoryScanner::exists(parent / std::string(kHiddenListName)))
+            result.isHidden = readHiddenList(parent).contains(std::string(nameBytes));
+    }
+    fill(result, item.value_or(ScannedItem{.statFailed = true}), nameBytes);
+    return result;
+}
+
+QFuture<Result<std::vector<FileEntry>>> readInBackground(const fs::path& folder, bool includeHidden)
+{
+    return QtConcurrent::run([folder, includeHidden] { return read(folder, includeHidden); });
+}
+
+QFuture<std::optional<int64_t>> availableCapacity(const fs::path& path)
+{
+    return QtConcurrent::run([path] { return VolumeInfo::availableCapacity(path); });
+}
+
+} // namespace DirectoryReader

@@ -1,0 +1,262 @@
+#include "core/AppDefaults.h"
+#include "core/PathText.h"
+#include "core/Preferences.h"
+#include "files/FileNode.h"
+#include "files/FileSorter.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+FileEntry makeEntry(const std::string& path, bool folder = false,
+                    std::optional<int64_t> size = std::nullopt)
+{
+    FileEntry e;
+    e.path = path;
+    e.name = PathText::displayName(e.path);
+    e.isFolder = folder;
+    e.size = folder ? size : size.value_or(0);
+    e.nameKey = FileSorter::collationKey(e.name);
+    return e;
+}
+
+QStringList names(const FileNode& node)
+{
+    QStringList out;
+    for (const auto& child : node.children())
+        out << child->entry.name;
+    return out;
+}
+
+// Settings in a scratch folder, and no lookups left over from another case.
+class FileNodeTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_oldConfig = qgetenv("XDG_CONFIG_HOME");
+        qputenv("XDG_CONFIG_HOME", QByteArray::fromStdString(m_config.path().string()));
+        AppDefaults::resetForTesting();
+        FileNode::lookups() = {};
+    }
+    void TearDown() override
+    {
+        FileNode::lookups() = {};
+        AppDefaults::resetForTesting();
+        qputenv("XDG_CONFIG_HOME", m_oldConfig);
+    }
+
+private:
+    TempDir m_config;
+    QByteArray m_oldConfig;
+};
+
+const FileSort kByName{FileSortKey::name, true};
+
+TEST_F(FileNodeTest, ChildrenAreAbsentUntilReadAndSortedOnceRead)
+{
+    FileNode root(makeEntry("/r", true));
+    EXPECT_FALSE(root.childrenLoaded());
+    EXPECT_TRUE(root.loadedFolders().empty());
+    EXPECT_EQ(root.child(0), nullptr);
+
+    root.setChildren({makeEntry("/r/file10"), makeEntry("/r/b", true), makeEntry("/r/file2"),
+                      makeEntry("/r/A")},
+                     kByName);
+    EXPECT_EQ(names(root), QStringList({"A", "b", "file2", "file10"}));
+    for (int row = 0; row < 4; ++row) {
+        EXPECT_EQ(root.child(row)->row(), row);
+        EXPECT_EQ(root.child(row)->parent(), &root);
+        EXPECT_FALSE(root.child(row)->childrenLoaded());
+    }
+    EXPECT_EQ(root.child(4), nullptr);
+    EXPECT_EQ(root.child(-1), nullptr);
+
+    root.clearChildren();
+    EXPECT_TRUE(root.childrenLoaded());
+    EXPECT_TRUE(root.children().empty());
+    EXPECT_EQ(root.loadedFolders(), std::vector<FileNode*>{&root});
+}
+
+TEST_F(FileNodeTest, ReloadKeepsSurvivingNodesAndGivesRenamedItemANewNode)
+{
+    FileNode root(makeEntry("/r", true));
+    root.setChildren({makeEntry("/r/a", true), makeEntry("/r/b", true), makeEntry("/r/c", false, 1)},
+                     kByName);
+    FileNode* a = root.child(0);
+    FileNode* b = root.child(1);
+    FileNode* c = root.child(2);
+    a->setChildren({makeEntry("/r/a/x"), makeEntry("/r/a/y")}, kByName);
+    b->setChildren({makeEntry("/r/b/z")}, kByName);
+    FileNode* x = a->child(0);
+
+    // b was renamed to "0b" (now first), c grew.
+    root.setChildren({makeEntry("/r/c", false, 99), makeEntry("/r/0b", true), makeEntry("/r/a", true)},
+                     kByName);
+    ASSERT_EQ(names(root), QStringList({"0b", "a", "c"}));
+    FileNode* renamed = root.child(0);
+    EXPECT_NE(renamed, b);
+    EXPECT_FALSE(renamed->childrenLoaded());
+    EXPECT_EQ(renamed->parent(), &root);
+    EXPECT_EQ(root.child(1), a);
+    EXPECT_EQ(a->row(), 1);
+    EXPECT_EQ(a->child(0), x);
+    EXPECT_EQ(names(*a), QStringList({"x", "y"}));
+    EXPECT_EQ(root.child(2), c);
+    EXPECT_EQ(c->entry.size, 99);
+    EXPECT_EQ(c->row(), 2);
+}
+
+TEST_F(FileNodeTest, LargeReloadReusesEveryNodeStillPresent)
+{
+    std::vector<FileEntry> first;
+    for (int i = 0; i < 5000; ++i)
+        first.push_back(makeEntry("/big/item" + std::to_string(i)));
+    FileNode root(makeEntry("/big", true));
+    root.setChildren(first, kByName);
+    std::map<std::string, FileNode*> before;
+    for (const auto& child : root.children())
+        before[child->entry.path.native()] = child.get();
+
+    std::vector<FileEntry> second;
+    for (int i = 4999; i >= 0; --i) {
+        if (i % 10 != 0)
+            second.push_back(makeEntry("/big/item" + std::to_string(i)));
+    }
+    second.push_back(makeEntry("/big/new"));
+    root.setChildren(second, kByName);
+
+    ASSERT_EQ(root.children().size(), 4501u);
+    EXPECT_EQ(root.child(0)->entry.name, "item1");
+    EXPECT_EQ(root.child(1)->entry.name, "item2");
+    EXPECT_EQ(root.child(4500)->entry.name, "new");
+    for (const auto& child : root.children()) {
+        const auto old = before.find(child->entry.path.native());
+        if (old != before.end()) {
+            EXPECT_EQ(child.get(), old->second) << child->entry.path;
+        }
+    }
+}
+
+TEST_F(FileNodeTest, FolderSizesComeFromTheCacheOnlyWhenEnabled)
+{
+    const std::map<std::string, int64_t> cache = {
+        {"/d/cached", 4096}, {"/d/other", 10}, {"/d/file", 1}, {"/d/sized", 2}};
+    FileNode::lookups().cachedFolderSize = [&](const fs::path& p) -> std::optional<int64_t> {
+        const auto it = cache.find(p.native());
+        return it == cache.end() ? std::nullopt : std::optional(it->second);
+    };
+    struct Case {
+        const char* setting; // nullptr: never stored
+        bool expectSizes;
+    };
+    for (const Case& c : {Case{nullptr, true}, Case{"true", true}, Case{"false", false}}) {
+        SCOPED_TRACE(c.setting ? c.setting : "missing");
+        AppDefaults::store().remove("calculateFolderSizes");
+        if (c.setting)
+            AppDefaults::store().setValue("calculateFolderSizes", QString(c.setting));
+        FileNode root(makeEntry("/d", true));
+        root.setChildren({makeEntry("/d/cached", true), makeEntry("/d/sub/../other", true),
+                          makeEntry("/d/uncached", true), makeEntry("/d/file", false, 7),
+                          makeEntry("/d/sized", true, 5)},
+                         kByName);
+        const auto sizeOf = [&](const char* path) {
+            return root.findByPath(path)->entry.size;
+        };
+        EXPECT_EQ(sizeOf("/d/cached"), c.expectSizes ? std::optional<int64_t>(4096) : std::nullopt);
+        // The cache is keyed by standardized paths.
+        EXPECT_EQ(sizeOf("/d/sub/../other"), c.expectSizes ? std::optional<int64_t>(10) : std::nullopt);
+        EXPECT_EQ(sizeOf("/d/uncached"), std::nullopt);
+        EXPECT_EQ(sizeOf("/d/file"), 7);
+        EXPECT_EQ(sizeOf("/d/sized"), 5);
+    }
+}
+
+TEST_F(FileNodeTest, TagKeysAreFilledOnlyWhenSortingByTags)
+{
+    std::map<std::string, QString> keys = {{"/t/beta", "00002"}, {"/t/gamma", "00000"}};
+    int asked = 0;
+    FileNode::lookups().tagSortKey = [&](const FileEntry& e) -> std::optional<QString> {
+        ++asked;
+        const auto it = keys.find(e.path.native());
+        return it == keys.end() ? std::nullopt : std::optional(it->second);
+    };
+    const std::vector<FileEntry> entries = {makeEntry("/t/delta"), makeEntry("/t/beta"),
+                                            makeEntry("/t/alpha"), makeEntry("/t/gamma")};
+    FileNode root(makeEntry("/t", true));
+    root.setChildren(entries, kByName);
+    EXPECT_EQ(asked, 0);
+    EXPECT_EQ(root.child(1)->entry.tagSortKey, std::nullopt);
+
+    root.setChildren(entries, {FileSortKey::tags, true});
+    EXPECT_EQ(names(root), QStringList({"gamma", "beta", "alpha", "delta"}));
+    EXPECT_EQ(root.child(1)->entry.tagSortKey, QString("00002"));
+    EXPECT_EQ(root.child(2)->entry.tagSortKey, std::nullopt);
+
+    // Untagged items stay last, by name ascending, also when descending.
+    root.setChildren(entries, {FileSortKey::tags, false});
+    EXPECT_EQ(names(root), QStringList({"beta", "gamma", "alpha", "delta"}));
+}
+
+TEST_F(FileNodeTest, ResortReordersEveryLoadedLevelAndRecomputesTagKeys)
+{
+    FileNode root(makeEntry("/r", true));
+    root.setChildren({makeEntry("/r/a", true), makeEntry("/r/b", true)}, kByName);
+    FileNode* a = root.child(0);
+    FileNode* b = root.child(1);
+    a->setChildren({makeEntry("/r/a/x1"), makeEntry("/r/a/x2")}, kByName);
+    FileNode* x1 = a->child(0);
+
+    root.resort({FileSortKey::name, false});
+    EXPECT_EQ(root.child(0), b);
+    EXPECT_EQ(b->row(), 0);
+    EXPECT_EQ(a->row(), 1);
+    EXPECT_EQ(a->child(1), x1);
+    EXPECT_EQ(x1->row(), 1);
+    EXPECT_FALSE(b->childrenLoaded());
+
+    // Tags changed since the last reading: resort asks again.
+    FileNode::lookups().tagSortKey = [](const FileEntry& e) -> std::optional<QString> {
+        if (e.name == "x2")
+            return QString("00000");
+        return std::nullopt;
+    };
+    root.resort({FileSortKey::tags, true});
+    EXPECT_EQ(names(*a), QStringList({"x2", "x1"}));
+    EXPECT_EQ(a->child(0)->entry.tagSortKey, QString("00000"));
+}
+
+TEST_F(FileNodeTest, LoadedFoldersAndFindByPathFollowLoadedLevels)
+{
+    FileNode root(makeEntry("/r", true));
+    root.setChildren({makeEntry("/r/a", true), makeEntry("/r/b", true), makeEntry("/r/c", true)},
+                     kByName);
+    FileNode* a = root.child(0);
+    FileNode* c = root.child(2);
+    a->setChildren({makeEntry("/r/a/a1", true), makeEntry("/r/a/a2", true)}, kByName);
+    a->child(0)->setChildren({makeEntry("/r/a/a1/deep")}, kByName);
+    c->clearChildren();
+
+    EXPECT_EQ(root.loadedFolders(), (std::vector<FileNode*>{&root, a, a->child(0), c}));
+    EXPECT_EQ(root.findByPath("/r"), &root);
+    EXPECT_EQ(root.findByPath("/r/a/a1/deep"), a->child(0)->child(0));
+    EXPECT_EQ(root.findByPath("/r/b"), root.child(1));
+    EXPECT_EQ(root.findByPath("/r/b/never-read"), nullptr);
+    EXPECT_EQ(root.findByPath("/r/a1"), nullptr);
+}
+
+TEST_F(FileNodeTest, FindByPathUnderATagRootTriesEveryContainingItem)
+{
+    // A tag location can list a folder and, separately, an item inside it.
+    FileNode root(makeEntry("", true));
+    root.setChildren({makeEntry("/p", true), makeEntry("/p/q", true)}, kByName);
+    root.child(0)->setChildren({makeEntry("/p/q", true)}, kByName);
+    root.child(1)->setChildren({makeEntry("/p/q/z")}, kByName);
+    EXPECT_EQ(root.findByPath("/p/q/z"), root.child(1)->child(0));
+}
+
+} // namespace

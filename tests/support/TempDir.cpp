@@ -1,0 +1,64 @@
+#include "support/TempDir.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+TempDir::TempDir()
+{
+    std::string pattern = (fs::temp_directory_path() / "quillo-test-XXXXXX").string();
+    if (!mkdtemp(pattern.data()))
+        throw std::runtime_error("mkdtemp failed");
+    m_path = pattern;
+}
+
+TempDir::~TempDir()
+{
+    // Undo any permission games so that removal cannot fail.
+    std::error_code ec;
+    for (auto it = fs::recursive_directory_iterator(
+             m_path, fs::directory_options::skip_permission_denied, ec);
+         !ec && it != fs::recursive_directory_iterator(); it.increment(ec)) {
+        if (it->is_directory(ec) && !it->is_symlink(ec))
+            ::chmod(it->path().c_str(), 0755);
+    }
+    ::chmod(m_path.c_str(), 0755);
+    fs::remove_all(m_path, ec);
+}
+
+fs::path TempDir::file(std::string_view relative, std::string_view contents) const
+{
+    const fs::path p = m_path / std::string(relative);
+    fs::create_directories(p.parent_path());
+    std::ofstream out(p, std::ios::binary);
+    out.write(contents.data(), std::streamsize(contents.size()));
+    return p;
+}
+
+fs::path TempDir::folder(std::string_view relative) const
+{
+    const fs::path p = m_path / std::string(relative);
+    fs::create_directories(p);
+    return p;
+}
+
+fs::path TempDir::link(std::string_view relative, std::string_view target) const
+{
+    const fs::path p = m_path / std::string(relative);
+    fs::create_directories(p.parent_path());
+    fs::create_symlink(fs::path(std::string(target)), p);
+    return p;
+}
+
+void setModificationTime(const fs::path& path, int64_t seconds)
+{
+    timespec times[2] = {{seconds, 0}, {seconds, 0}};
+    ::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW);
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+// A scratch folder, removed with everything in it when the test ends.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    const std::filesystem::path& path() const { return m_path; }
+    std::filesystem::path operator/(std::string_view name) const { return m_path / std::string(name); }
+
+    // Makes a file with the given raw name bytes (relative path) and contents.
+    std::filesystem::path file(std::string_view relative, std::string_view contents = {}) const;
+    std::filesystem::path folder(std::string_view relative) const;
+    std::filesystem::path link(std::string_view relative, std::string_view target) const;
+
+private:
+    std::filesystem::path m_path;
+};
+
+// Sets the modification time of a path (not following links), in seconds.
+void setModificationTime(const std::filesystem::path& path, int64_t seconds);
