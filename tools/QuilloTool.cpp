@@ -3,7 +3,6 @@
 #include "core/AppLocale.h"
 
 #include <QCoreApplication>
-
 #include <string>
 #include <vector>
 

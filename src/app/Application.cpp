@@ -6,7 +6,10 @@
 #include <QApplication>
 #include <QIcon>
 
-Application::Application(QObject* parent) : QObject(parent) {}
+Application::Application(QObject* parent)
+    : QObject(parent)
+{
+}
 
 void Application::configure()
 {
@@ -27,6 +30,8 @@ BrowserWindow* Application::openWindow(const PaneLayout& layout)
     connect(window, &BrowserWindow::newWindowRequested, this,
             [this](const Location& location) { openWindow(location); });
     window->show();
+    window->raise();
+    window->activateWindow();
     return window;
 }
 

@@ -3,7 +3,6 @@
 #include "core/PathText.h"
 
 #include <QApplication>
-
 #include <filesystem>
 
 int main(int argc, char** argv)

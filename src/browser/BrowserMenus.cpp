@@ -64,12 +64,12 @@ void buildSortMenu(QMenu* view)
     auto* group = new QActionGroup(menu);
     for (size_t i = 0; i < kAllFileSortKeys.size(); ++i) {
         const FileSortKey key = kAllFileSortKeys[i];
-        QAction* item = add(menu, titles[i], {QKeySequence(QStringLiteral("Meta+Ctrl+%1").arg(i + 1))},
-                            [key] {
-                                FileSort sort = Preferences::shared().sort();
-                                sort.key = key;
-                                Preferences::shared().setSort(sort);
-                            });
+        QAction* item =
+            add(menu, titles[i], {QKeySequence(QStringLiteral("Meta+Ctrl+%1").arg(i + 1))}, [key] {
+                FileSort sort = Preferences::shared().sort();
+                sort.key = key;
+                Preferences::shared().setSort(sort);
+            });
         item->setCheckable(true);
         item->setData(rawValue(key));
         group->addAction(item);
@@ -92,13 +92,12 @@ void buildSortMenu(QMenu* view)
 void buildViewMenu(BrowserWindow& w)
 {
     QMenu* menu = w.menuBar()->addMenu(QStringLiteral("表示"));
-    QAction* hidden = add(menu, "隠しファイルを表示",
-                          {QKeySequence(QStringLiteral("Ctrl+Shift+.")),
-                           QKeySequence(QStringLiteral("Ctrl+>"))},
-                          [] {
-                              auto& prefs = Preferences::shared();
-                              prefs.setShowHiddenFiles(!prefs.showHiddenFiles());
-                          });
+    QAction* hidden = add(
+        menu, "隠しファイルを表示",
+        {QKeySequence(QStringLiteral("Ctrl+Shift+.")), QKeySequence(QStringLiteral("Ctrl+>"))}, [] {
+            auto& prefs = Preferences::shared();
+            prefs.setShowHiddenFiles(!prefs.showHiddenFiles());
+        });
     hidden->setCheckable(true);
     QObject::connect(menu, &QMenu::aboutToShow, hidden,
                      [hidden] { hidden->setChecked(Preferences::shared().showHiddenFiles()); });
@@ -110,7 +109,8 @@ void buildViewMenu(BrowserWindow& w)
     add(menu, "右に分ける", {QKeySequence(QStringLiteral("Ctrl+Alt+\\"))},
         [container] { container()->split(Qt::Horizontal); });
     add(menu, "下に分ける",
-        {QKeySequence(QStringLiteral("Ctrl+Alt+Shift+\\")), QKeySequence(QStringLiteral("Ctrl+Alt+|"))},
+        {QKeySequence(QStringLiteral("Ctrl+Alt+Shift+\\")),
+         QKeySequence(QStringLiteral("Ctrl+Alt+|"))},
         [container] { container()->split(Qt::Vertical); });
     add(menu, "この画面を閉じる", {QKeySequence(QStringLiteral("Ctrl+Alt+W"))},
         [container] { container()->closeActivePane(); });
@@ -124,11 +124,14 @@ void buildViewMenu(BrowserWindow& w)
 void buildGoMenu(BrowserWindow& w)
 {
     QMenu* menu = w.menuBar()->addMenu(QStringLiteral("移動"));
-    add(menu, "戻る", {QKeySequence(QStringLiteral("Ctrl+[")), QKeySequence(QStringLiteral("Alt+Left"))},
+    add(menu, "戻る",
+        {QKeySequence(QStringLiteral("Ctrl+[")), QKeySequence(QStringLiteral("Alt+Left"))},
         [&w] { w.withActivePane(&PaneView::goBack); });
-    add(menu, "進む", {QKeySequence(QStringLiteral("Ctrl+]")), QKeySequence(QStringLiteral("Alt+Right"))},
+    add(menu, "進む",
+        {QKeySequence(QStringLiteral("Ctrl+]")), QKeySequence(QStringLiteral("Alt+Right"))},
         [&w] { w.withActivePane(&PaneView::goForward); });
-    add(menu, "親フォルダ", {QKeySequence(QStringLiteral("Ctrl+Up")), QKeySequence(QStringLiteral("Alt+Up"))},
+    add(menu, "親フォルダ",
+        {QKeySequence(QStringLiteral("Ctrl+Up")), QKeySequence(QStringLiteral("Alt+Up"))},
         [&w] { w.withActivePane(&PaneView::goToParent); });
     add(menu, "選択した項目を開く", {QKeySequence(QStringLiteral("Ctrl+Down"))},
         [&w] { w.withActivePane(&PaneView::openSelection); });

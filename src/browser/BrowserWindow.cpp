@@ -13,7 +13,8 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 
-BrowserWindow::BrowserWindow(const PaneLayout& firstTab, QWidget* parent) : QMainWindow(parent)
+BrowserWindow::BrowserWindow(const PaneLayout& firstTab, QWidget* parent)
+    : QMainWindow(parent)
 {
     setAttribute(Qt::WA_DeleteOnClose);
     auto* central = new QWidget(this);
@@ -52,9 +53,11 @@ void BrowserWindow::buildToolBar()
     QToolBar* bar = addToolBar(QStringLiteral("ツールバー"));
     bar->setMovable(false);
     bar->setFocusPolicy(Qt::NoFocus);
-    m_back = bar->addAction(QIcon::fromTheme(QStringLiteral("go-previous")), QStringLiteral("戻る"));
+    m_back =
+        bar->addAction(QIcon::fromTheme(QStringLiteral("go-previous")), QStringLiteral("戻る"));
     m_forward = bar->addAction(QIcon::fromTheme(QStringLiteral("go-next")), QStringLiteral("進む"));
-    m_parent = bar->addAction(QIcon::fromTheme(QStringLiteral("go-up")), QStringLiteral("親フォルダ"));
+    m_parent =
+        bar->addAction(QIcon::fromTheme(QStringLiteral("go-up")), QStringLiteral("親フォルダ"));
     connect(m_back, &QAction::triggered, this, [this] { withActivePane(&PaneView::goBack); });
     connect(m_forward, &QAction::triggered, this, [this] { withActivePane(&PaneView::goForward); });
     connect(m_parent, &QAction::triggered, this, [this] { withActivePane(&PaneView::goToParent); });

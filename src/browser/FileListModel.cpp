@@ -6,10 +6,14 @@
 
 #include <QDateTime>
 #include <QLocale>
-
+#include <algorithm>
 #include <string>
+#include <string_view>
 
-FileListModel::FileListModel(QObject* parent) : QAbstractItemModel(parent) {}
+FileListModel::FileListModel(QObject* parent)
+    : QAbstractItemModel(parent)
+{
+}
 
 FileListModel::~FileListModel() = default;
 
@@ -37,6 +41,11 @@ void FileListModel::applyReading(FileNode* folder, std::vector<FileEntry> entrie
     }
     if (!folder->childrenLoaded()) {
         const QModelIndex parent = indexForNode(folder);
+        if (!parent.isValid()) {
+            // Hidden by the filter: no view shows these rows yet.
+            folder->setChildren(std::move(entries), sort);
+            return;
+        }
         if (entries.empty()) {
             folder->setChildren({}, sort);
             Q_EMIT dataChanged(parent, parent);
@@ -47,7 +56,7 @@ void FileListModel::applyReading(FileNode* folder, std::vector<FileEntry> entrie
         endInsertRows();
         return;
     }
-    changeLayout([&] {
+    changeLayout(folder, [&] {
         folder->setChildren(std::move(entries), sort);
         if (folder == m_root.get())
             rebuildVisibleTop();
@@ -63,7 +72,7 @@ void FileListModel::resort(const FileSort& sort)
 {
     if (!m_root)
         return;
-    changeLayout([&] {
+    changeLayout(nullptr, [&] {
         m_root->resort(sort);
         rebuildVisibleTop();
     });
@@ -74,7 +83,7 @@ void FileListModel::setFilterText(const QString& text)
     const QString folded = TextFolding::fold(text);
     if (folded == m_foldedFilter)
         return;
-    changeLayout([&] {
+    changeLayout(nullptr, [&] {
         m_foldedFilter = folded;
         rebuildVisibleTop();
     });
@@ -104,22 +113,48 @@ const std::vector<FileNode*>* FileListModel::visibleTop() const
     return m_foldedFilter.isEmpty() ? nullptr : &m_visibleTop;
 }
 
+namespace {
+
+bool isInside(const FileNode* node, const FileNode* folder)
+{
+    for (const FileNode* n = node->parent(); n; n = n->parent()) {
+        if (n == folder)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
 template <typename Mutation>
-void FileListModel::changeLayout(Mutation&& mutate)
+void FileListModel::changeLayout(const FileNode* reloaded, Mutation&& mutate)
 {
     Q_EMIT layoutAboutToBeChanged();
     const QModelIndexList before = persistentIndexList();
-    std::vector<std::string> paths;
-    paths.reserve(size_t(before.size()));
-    for (const QModelIndex& index : before)
-        paths.push_back(nodeForIndex(index)->entry.path.native());
+    // Only a reload frees nodes, and only below the reloaded folder. Those are found
+    // again by path after the change (a freed node's address may be reused); every
+    // other node is still alive and keeps its pointer.
+    struct Saved {
+        const FileNode* node;
+        std::string path; // set when the node may be freed
+    };
+    std::vector<Saved> saved;
+    saved.reserve(size_t(before.size()));
+    for (const QModelIndex& index : before) {
+        const FileNode* node = nodeForIndex(index);
+        if (reloaded && isInside(node, reloaded))
+            saved.push_back({nullptr, node->entry.path.native()});
+        else
+            saved.push_back({node, {}});
+    }
 
     mutate();
 
-    // Nodes are matched by path, never by pointer: a freed node's address may be reused.
-    std::unordered_map<std::string, const FileNode*> byPath;
-    if (!before.isEmpty()) {
-        std::vector<const FileNode*> stack{m_root.get()};
+    std::unordered_map<std::string_view, const FileNode*> byPath;
+    const bool needsPaths =
+        std::any_of(saved.begin(), saved.end(), [](const Saved& s) { return !s.node; });
+    if (needsPaths) {
+        std::vector<const FileNode*> stack{reloaded};
         while (!stack.empty()) {
             const FileNode* node = stack.back();
             stack.pop_back();
@@ -133,12 +168,21 @@ void FileListModel::changeLayout(Mutation&& mutate)
     QModelIndexList after;
     after.reserve(before.size());
     for (qsizetype i = 0; i < before.size(); ++i) {
-        const auto found = byPath.find(paths[size_t(i)]);
-        after.push_back(found == byPath.end() ? QModelIndex()
-                                              : indexForNode(found->second, before[i].column()));
+        const Saved& entry = saved[size_t(i)];
+        const FileNode* node = entry.node;
+        if (!node) {
+            const auto found = byPath.find(entry.path);
+            node = found == byPath.end() ? nullptr : found->second;
+        }
+        after.push_back(node ? indexForNode(node, before[i].column()) : QModelIndex());
     }
     changePersistentIndexList(before, after);
     Q_EMIT layoutChanged();
+}
+
+void FileListModel::forgetReading(const std::filesystem::path& folder)
+{
+    m_reading.erase(folder.native());
 }
 
 FileNode* FileListModel::nodeForIndex(const QModelIndex& index) const
@@ -164,6 +208,14 @@ QModelIndex FileListModel::indexForNode(const FileNode* node, int column) const
     const int row = rowOf(node);
     if (row < 0)
         return {};
+    if (visibleTop()) {
+        // Inside a top-level folder that the filter hides, nothing has an index.
+        const FileNode* top = node;
+        while (top->parent() != m_root.get())
+            top = top->parent();
+        if (!m_visibleRow.contains(top))
+            return {};
+    }
     return createIndex(row, column, const_cast<FileNode*>(node));
 }
 

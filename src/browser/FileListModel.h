@@ -4,7 +4,6 @@
 #include "files/FileNode.h"
 
 #include <QAbstractItemModel>
-
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -33,6 +32,8 @@ public:
     void applyReading(FileNode* folder, std::vector<FileEntry> entries, const FileSort& sort);
     // The folder could not be read: it shows no children.
     void applyFailure(FileNode* folder);
+    // The folder vanished before its reading came back.
+    void forgetReading(const std::filesystem::path& folder);
     void resort(const FileSort& sort);
     // Top-level filter; empty text shows everything.
     void setFilterText(const QString& text);
@@ -61,8 +62,9 @@ Q_SIGNALS:
     void folderNeedsReading(FileNode* folder);
 
 private:
+    // `reloaded`: the folder whose children the mutation replaces, or null.
     template <typename Mutation>
-    void changeLayout(Mutation&& mutate);
+    void changeLayout(const FileNode* reloaded, Mutation&& mutate);
     void rebuildVisibleTop();
     const std::vector<FileNode*>* visibleTop() const;
     int rowOf(const FileNode* node) const;

@@ -98,8 +98,8 @@ void FileTreeView::selectRow(int row)
         return;
     const QModelIndex index = visibleIndex(std::clamp(row, 0, count - 1));
     setCurrentIndex(index);
-    selectionModel()->select(index, QItemSelectionModel::ClearAndSelect |
-                                        QItemSelectionModel::Rows);
+    selectionModel()->select(index,
+                             QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     scrollTo(index);
 }
 

@@ -5,7 +5,8 @@
 #include <QLabel>
 #include <QLineEdit>
 
-FilterBar::FilterBar(QWidget* parent) : QWidget(parent)
+FilterBar::FilterBar(QWidget* parent)
+    : QWidget(parent)
 {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(6, 2, 6, 2);

@@ -9,7 +9,8 @@
 #include <QApplication>
 #include <QVBoxLayout>
 
-PaneContainer::PaneContainer(const PaneLayout& layout, QWidget* parent) : QWidget(parent)
+PaneContainer::PaneContainer(const PaneLayout& layout, QWidget* parent)
+    : QWidget(parent)
 {
     auto* box = new QVBoxLayout(this);
     box->setContentsMargins(0, 0, 0, 0);

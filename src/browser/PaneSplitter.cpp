@@ -1,7 +1,6 @@
 #include "browser/PaneSplitter.h"
 
 #include <QResizeEvent>
-
 #include <numeric>
 
 PaneSplitter::PaneSplitter(Qt::Orientation orientation, QWidget* parent)

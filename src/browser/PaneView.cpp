@@ -13,6 +13,7 @@
 #include "platform/DefaultApplication.h"
 #include "platform/DirectoryScanner.h"
 
+#include <QApplication>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMessageBox>
@@ -102,6 +103,19 @@ void PaneView::connectSignals()
     connect(m_filterBar, &FilterBar::escapePressed, this, [this] { endFilter(true); });
     connect(m_filterBar, &FilterBar::returnPressed, this, [this] { focusList(); });
     connect(m_filterBar, &FilterBar::downPressed, this, [this] { focusList(); });
+    connect(m_state, &PaneState::isActiveChanged, this, &PaneView::updateActiveMark);
+    connect(m_state, &PaneState::isInSplitChanged, this, &PaneView::updateActiveMark);
+}
+
+void PaneView::updateActiveMark()
+{
+    // With several panes, a coloured rule under the path bar marks where the keys go.
+    const bool marked = m_state->isInSplit() && m_state->isActive();
+    m_pathBar->setAutoFillBackground(true);
+    QPalette palette = m_pathBar->palette();
+    palette.setColor(QPalette::Window, marked ? palette.color(QPalette::Highlight).lighter(170)
+                                              : QApplication::palette().color(QPalette::Window));
+    m_pathBar->setPalette(palette);
 }
 
 const Location& PaneView::location() const
@@ -138,6 +152,8 @@ void PaneView::navigate(const Location& target, const std::optional<fs::path>& s
         startReading(m_model->root());
         refreshCapacity();
     } else {
+        // A reading of the folder left is dropped, so it never clears the mark itself.
+        m_state->setLoading(false);
         m_state->setAvailableCapacity(std::nullopt);
     }
     Q_EMIT locationChanged();
@@ -152,13 +168,13 @@ void PaneView::startReading(FileNode* folder)
     if (folder == m_model->root())
         m_state->setLoading(true);
     DirectoryReader::readInBackground(path, m_showHidden)
-        .then(this, [this, generation, sequence, path](Result<std::vector<FileEntry>> result) {
+        .then(this, [this, generation, sequence, path](Result<DirectoryReader::Listing> result) {
             finishReading(generation, sequence, path, std::move(result));
         });
 }
 
 void PaneView::finishReading(uint64_t generation, uint64_t sequence, const fs::path& folder,
-                             Result<std::vector<FileEntry>> result)
+                             Result<DirectoryReader::Listing> result)
 {
     // A reading overtaken by a navigation, or by a newer reading of the same folder,
     // never shows its result.
@@ -170,10 +186,12 @@ void PaneView::finishReading(uint64_t generation, uint64_t sequence, const fs::p
     m_latestRead.erase(latest);
     FileNode* root = m_model->root();
     FileNode* node = root->entry.path == folder ? root : root->findByPath(folder);
-    if (!node)
+    if (!node) {
+        m_model->forgetReading(folder);
         return;
+    }
     if (result)
-        m_model->applyReading(node, std::move(*result), m_sort);
+        m_model->applyReading(node, std::move(result->entries), m_sort);
     else
         m_model->applyFailure(node);
     if (node == root)
@@ -242,8 +260,8 @@ void PaneView::moveThroughHistory(bool back)
         return;
     m_state->setHistory(history);
     // Going back up out of a subfolder selects the folder just left.
-    const bool upOutOfChild = left.isFolder() && target->isFolder() &&
-                              PathText::parent(left.path()) == target->path();
+    const bool upOutOfChild =
+        left.isFolder() && target->isFolder() && PathText::parent(left.path()) == target->path();
     navigate(*target, upOutOfChild ? std::optional(left.path()) : std::nullopt, false);
 }
 
@@ -364,16 +382,17 @@ void PaneView::openSelection()
     }
     for (const fs::path& file : files) {
         // Launching may wait on D-Bus activation; keep it off the main thread.
-        QtConcurrent::run([file] { return DefaultApplication::open(file); })
-            .then(this, [this](std::expected<void, QString> result) {
-                if (result)
-                    return;
-                auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Quillo"),
-                                            result.error(), QMessageBox::Ok, this);
-                box->setAttribute(Qt::WA_DeleteOnClose);
-                box->setWindowModality(Qt::WindowModal);
-                box->open();
-            });
+        QtConcurrent::run([file] {
+            return DefaultApplication::open(file);
+        }).then(this, [this](std::expected<void, QString> result) {
+            if (result)
+                return;
+            auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Quillo"),
+                                        result.error(), QMessageBox::Ok, this);
+            box->setAttribute(Qt::WA_DeleteOnClose);
+            box->setWindowModality(Qt::WindowModal);
+            box->open();
+        });
     }
     if (folder)
         navigate(Location::folder(folder->entry.path));
@@ -451,12 +470,12 @@ void PaneView::navigateToTypedPath(const QString& typed)
         path = location().path() / path;
     path = PathText::standardized(path);
     // A typed file opens its folder with the file selected.
-    QtConcurrent::run([path] { return DirectoryScanner::isDirectory(path) ||
-                                      !DirectoryScanner::exists(path); })
-        .then(this, [this, path](bool folderOrMissing) {
-            if (folderOrMissing)
-                navigate(Location::folder(path));
-            else
-                navigate(Location::folder(PathText::parent(path)), path);
-        });
+    QtConcurrent::run([path] {
+        return DirectoryScanner::isDirectory(path) || !DirectoryScanner::exists(path);
+    }).then(this, [this, path](bool folderOrMissing) {
+        if (folderOrMissing)
+            navigate(Location::folder(path));
+        else
+            navigate(Location::folder(PathText::parent(path)), path);
+    });
 }

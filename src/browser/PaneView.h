@@ -4,11 +4,11 @@
 #include "core/Error.h"
 #include "core/FileSort.h"
 #include "core/Location.h"
+#include "files/DirectoryReader.h"
 #include "files/FileEntry.h"
 
 #include <QDeadlineTimer>
 #include <QWidget>
-
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -68,7 +68,7 @@ private:
     void connectSignals();
     void startReading(FileNode* folder);
     void finishReading(uint64_t generation, uint64_t sequence, const std::filesystem::path& folder,
-                       Result<std::vector<FileEntry>> result);
+                       Result<DirectoryReader::Listing> result);
     void finishRootReading(const std::filesystem::path& folder, const Error* error);
     void applyPendingSelection();
     void selectPaths(const std::vector<std::filesystem::path>& paths);
@@ -79,6 +79,7 @@ private:
     void navigateToTypedPath(const QString& text);
     void updateSortIndicator();
     void showError(const QString& message);
+    void updateActiveMark();
 
     PaneState* m_state = nullptr;
     FileListModel* m_model = nullptr;

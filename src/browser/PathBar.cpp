@@ -9,7 +9,8 @@
 #include <QStackedLayout>
 #include <QToolButton>
 
-PathBar::PathBar(QWidget* parent) : QWidget(parent)
+PathBar::PathBar(QWidget* parent)
+    : QWidget(parent)
 {
     m_stack = new QStackedLayout(this);
     m_stack->setContentsMargins(0, 0, 0, 0);
@@ -53,7 +54,7 @@ void PathBar::rebuildSegments()
     }
     // Each segment keeps the byte-exact prefix, so a name that is not UTF-8 still opens.
     std::vector<std::filesystem::path> prefixes;
-    for (auto p = m_location.path(); ; p = PathText::parent(p)) {
+    for (auto p = m_location.path();; p = PathText::parent(p)) {
         prefixes.push_back(p);
         if (p == "/" || p == "." || p.empty())
             break;
@@ -71,7 +72,8 @@ void PathBar::rebuildSegments()
         button->setAutoRaise(true);
         button->setFocusPolicy(Qt::NoFocus);
         const std::filesystem::path target = *it;
-        connect(button, &QToolButton::clicked, this, [this, target] { Q_EMIT segmentClicked(target); });
+        connect(button, &QToolButton::clicked, this,
+                [this, target] { Q_EMIT segmentClicked(target); });
         m_segmentLayout->addWidget(button);
     }
     m_segmentLayout->addStretch(1);

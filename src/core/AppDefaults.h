@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QSettings>
-
 #include <memory>
 
 // Which settings file to use. The store is chosen once, on first use:

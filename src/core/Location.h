@@ -2,7 +2,6 @@
 
 #include <QString>
 #include <QUuid>
-
 #include <filesystem>
 #include <variant>
 

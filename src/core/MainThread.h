@@ -10,4 +10,5 @@ inline bool isMainThread()
     return !app || app->thread() == QThread::currentThread();
 }
 
-#define QUILLO_ASSERT_MAIN_THREAD() Q_ASSERT_X(isMainThread(), Q_FUNC_INFO, "not on the main thread")
+#define QUILLO_ASSERT_MAIN_THREAD()                                                                \
+    Q_ASSERT_X(isMainThread(), Q_FUNC_INFO, "not on the main thread")

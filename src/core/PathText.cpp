@@ -1,9 +1,8 @@
 #include "core/PathText.h"
 
+#include <cstdlib>
 #include <pwd.h>
 #include <unistd.h>
-
-#include <cstdlib>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -120,7 +119,11 @@ namespace {
 size_t validSequenceLength(std::string_view bytes, size_t i)
 {
     const auto c = static_cast<unsigned char>(bytes[i]);
-    size_t len = c < 0x80 ? 1 : (c & 0xE0) == 0xC0 ? 2 : (c & 0xF0) == 0xE0 ? 3 : (c & 0xF8) == 0xF0 ? 4 : 0;
+    size_t len = c < 0x80             ? 1
+                 : (c & 0xE0) == 0xC0 ? 2
+                 : (c & 0xF0) == 0xE0 ? 3
+                 : (c & 0xF8) == 0xF0 ? 4
+                                      : 0;
     if (len == 0 || i + len > bytes.size())
         return 0;
     return isValidUtf8(bytes.substr(i, len)) ? len : 0;

@@ -34,24 +34,48 @@ bool Preferences::boolValue(const QString& key, bool fallback)
 
 void Preferences::setBool(const QString& key, bool value, bool fallback)
 {
-    if (boolValue(key, fallback) == value && AppDefaults::store().contains(key))
+    if (boolValue(key, fallback) == value)
         return;
     AppDefaults::store().setValue(key, value);
     AppDefaults::store().sync();
     Q_EMIT displayPreferencesChanged();
 }
 
-bool Preferences::showHiddenFiles() const { return boolValue(kShowHidden, false); }
-void Preferences::setShowHiddenFiles(bool on) { setBool(kShowHidden, on, false); }
+bool Preferences::showHiddenFiles() const
+{
+    return boolValue(kShowHidden, false);
+}
+void Preferences::setShowHiddenFiles(bool on)
+{
+    setBool(kShowHidden, on, false);
+}
 
-bool Preferences::calculateFolderSizes() const { return boolValue(kFolderSizes, true); }
-void Preferences::setCalculateFolderSizes(bool on) { setBool(kFolderSizes, on, true); }
+bool Preferences::calculateFolderSizes() const
+{
+    return boolValue(kFolderSizes, true);
+}
+void Preferences::setCalculateFolderSizes(bool on)
+{
+    setBool(kFolderSizes, on, true);
+}
 
-bool Preferences::colorFoldersByTag() const { return boolValue(kColorFolders, true); }
-void Preferences::setColorFoldersByTag(bool on) { setBool(kColorFolders, on, true); }
+bool Preferences::colorFoldersByTag() const
+{
+    return boolValue(kColorFolders, true);
+}
+void Preferences::setColorFoldersByTag(bool on)
+{
+    setBool(kColorFolders, on, true);
+}
 
-bool Preferences::vimKeyBindings() const { return boolValue(kVimKeys, false); }
-void Preferences::setVimKeyBindings(bool on) { setBool(kVimKeys, on, false); }
+bool Preferences::vimKeyBindings() const
+{
+    return boolValue(kVimKeys, false);
+}
+void Preferences::setVimKeyBindings(bool on)
+{
+    setBool(kVimKeys, on, false);
+}
 
 FileSort Preferences::sort() const
 {

@@ -4,7 +4,6 @@
 #include "files/FileEntry.h"
 
 #include <QFuture>
-
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -25,9 +24,24 @@ Result<std::vector<FileEntry>> read(const std::filesystem::path& folder, bool in
 // The record for one path; never fails (unreadable items get defaults).
 FileEntry entry(const std::filesystem::path& path);
 
+// A reading handed from the thread pool to the main thread. Move-only, so that
+// QFuture::then moves the entries instead of copying 100,000 of them.
+struct Listing {
+    std::vector<FileEntry> entries;
+
+    Listing() = default;
+    explicit Listing(std::vector<FileEntry> e)
+        : entries(std::move(e))
+    {
+    }
+    Listing(Listing&&) = default;
+    Listing& operator=(Listing&&) = default;
+    Listing(const Listing&) = delete;
+    Listing& operator=(const Listing&) = delete;
+};
+
 // read() on the thread pool.
-QFuture<Result<std::vector<FileEntry>>> readInBackground(const std::filesystem::path& folder,
-                                                         bool includeHidden);
+QFuture<Result<Listing>> readInBackground(const std::filesystem::path& folder, bool includeHidden);
 
 // Free space of the volume holding the path, on the thread pool.
 QFuture<std::optional<int64_t>> availableCapacity(const std::filesystem::path& path);

@@ -3,7 +3,6 @@
 #include "core/FileSort.h"
 
 #include <Qt>
-
 #include <array>
 
 // Presentation of the five list columns. Columns and sort keys share raw values.

@@ -40,6 +40,59 @@ bool isInside(std::string_view path, std::string_view folder)
     return folder.back() == '/' || path[folder.size()] == '/';
 }
 
+// Hands out the current children by path. A reload mostly sees the same paths in
+// the same order, so the node after the last one taken is tried first and the
+// index is built only on the first miss. Index keys view the nodes' own path
+// strings (no copies); a key is erased when its node is taken, before the node
+// gets its new entry.
+class NodeReuse {
+public:
+    explicit NodeReuse(std::vector<std::unique_ptr<FileNode>> nodes)
+        : m_nodes(std::move(nodes))
+    {
+    }
+
+    std::unique_ptr<FileNode> take(std::string_view path)
+    {
+        if (m_next < m_nodes.size() && m_nodes[m_next] &&
+            m_nodes[m_next]->entry.path.native() == path) {
+            if (m_indexed)
+                m_index.erase(path);
+            return claim(m_next);
+        }
+        if (!m_indexed)
+            buildIndex();
+        const auto found = m_index.find(path);
+        if (found == m_index.end())
+            return nullptr;
+        const size_t position = found->second;
+        m_index.erase(found);
+        return claim(position);
+    }
+
+private:
+    std::unique_ptr<FileNode> claim(size_t position)
+    {
+        m_next = position + 1;
+        return std::move(m_nodes[position]);
+    }
+
+    void buildIndex()
+    {
+        m_indexed = true;
+        m_index.reserve(m_nodes.size());
+        for (size_t i = 0; i < m_nodes.size(); ++i) {
+            if (m_nodes[i])
+                m_index.emplace(m_nodes[i]->entry.path.native(), i);
+        }
+    }
+
+    std::vector<std::unique_ptr<FileNode>> m_nodes;
+    std::unordered_map<std::string_view, size_t> m_index;
+    size_t m_next = 0;
+    bool m_indexed = false;
+};
+
 } // namespace
 
 FileNode::Lookups& FileNode::lookups()
@@ -80,31 +133,20 @@ void FileNode::setChildren(std::vector<FileEntry> entries, const FileSort& sort)
     fillFolderSizes(entries);
     FileSorter(sort).sort(entries);
 
-    // Keys view the old nodes' own path strings, so no path is copied; a key is
-    // erased before its node gets the new entry.
-    std::unordered_map<std::string_view, std::unique_ptr<FileNode>> current;
-    if (m_children) {
-        current.reserve(m_children->size());
-        for (auto& node : *m_children)
-            current.emplace(node->entry.path.native(), std::move(node));
-    }
-
+    NodeReuse reuse(m_children ? std::move(*m_children) : std::vector<std::unique_ptr<FileNode>>{});
     std::vector<std::unique_ptr<FileNode>> next;
     next.reserve(entries.size());
     for (FileEntry& entry : entries) {
-        const auto found = current.find(entry.path.native());
-        if (found == current.end()) {
-            next.push_back(std::make_unique<FileNode>(std::move(entry), this));
-            continue;
-        }
-        std::unique_ptr<FileNode> node = std::move(found->second);
-        current.erase(found);
-        node->entry = std::move(entry);
+        std::unique_ptr<FileNode> node = reuse.take(entry.path.native());
+        if (node)
+            node->entry = std::move(entry);
+        else
+            node = std::make_unique<FileNode>(std::move(entry), this);
         next.push_back(std::move(node));
     }
     m_children = std::move(next);
     renumber();
-    // Whatever is left in `current` vanished from the folder and dies here.
+    // Nodes left in `reuse` vanished from the folder and die with it.
 }
 
 void FileNode::clearChildren()

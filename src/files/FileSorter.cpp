@@ -3,12 +3,10 @@
 #include "files/FileNode.h"
 
 #include <QHashFunctions>
-
-#include <unicode/ucol.h>
-
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <unicode/ucol.h>
 #include <unordered_map>
 
 namespace {
@@ -68,34 +66,36 @@ QByteArray nameKeyOf(const FileEntry& entry)
 }
 
 // What one comparison needs, gathered once so that sorting touches no QString. The
-// first eight bytes of the name key, big-endian, settle most comparisons without
+// first sixteen bytes of the name key, big-endian, settle most comparisons without
 // following the pointer; collation keys hold no zero byte, so padding with zeros
 // keeps the order.
 struct SortItem {
     int64_t primary = 0; // date, size, or the rank of the kind or tag key
     uint64_t namePrefix = 0;
+    uint64_t nameInfix = 0;
     const char* name = nullptr;
     uint32_t nameSize = 0;
     uint32_t index = 0;
     bool tagged = false;
 };
 
-uint64_t prefixOf(const QByteArray& key)
+uint64_t wordAt(const QByteArray& key, qsizetype from)
 {
-    uint64_t prefix = 0;
-    const qsizetype n = std::min<qsizetype>(key.size(), 8);
-    for (qsizetype i = 0; i < 8; ++i)
-        prefix = (prefix << 8) | (i < n ? uint8_t(key[i]) : 0);
-    return prefix;
+    uint64_t word = 0;
+    for (qsizetype i = from; i < from + 8; ++i)
+        word = (word << 8) | (i < key.size() ? uint8_t(key[i]) : 0);
+    return word;
 }
 
 int compareNames(const SortItem& a, const SortItem& b)
 {
     if (a.namePrefix != b.namePrefix)
         return a.namePrefix < b.namePrefix ? -1 : 1;
+    if (a.nameInfix != b.nameInfix)
+        return a.nameInfix < b.nameInfix ? -1 : 1;
     const uint32_t n = std::min(a.nameSize, b.nameSize);
-    if (n > 8) {
-        if (const int r = std::memcmp(a.name + 8, b.name + 8, n - 8))
+    if (n > 16) {
+        if (const int r = std::memcmp(a.name + 16, b.name + 16, n - 16))
             return r < 0 ? -1 : 1;
     }
     return compareNumbers(a.nameSize, b.nameSize);
@@ -185,7 +185,8 @@ std::vector<SortItem> makeItems(std::vector<T>& elements, FileSortKey key)
             entry.nameKey = FileSorter::collationKey(entry.name);
         SortItem& item = items[i];
         item.primary = primaryOf(entry, key, table);
-        item.namePrefix = prefixOf(entry.nameKey);
+        item.namePrefix = wordAt(entry.nameKey, 0);
+        item.nameInfix = wordAt(entry.nameKey, 8);
         item.name = entry.nameKey.constData();
         item.nameSize = uint32_t(entry.nameKey.size());
         item.index = uint32_t(i);

@@ -5,7 +5,6 @@
 
 #include <QByteArray>
 #include <QString>
-
 #include <memory>
 #include <vector>
 
@@ -17,7 +16,10 @@ class FileNode;
 // string rather than once per comparison.
 class FileSorter {
 public:
-    explicit FileSorter(FileSort sort) : m_sort(sort) {}
+    explicit FileSorter(FileSort sort)
+        : m_sort(sort)
+    {
+    }
 
     // -1, 0 or 1 by the key alone.
     int compare(const FileEntry& a, const FileEntry& b) const;

@@ -4,9 +4,7 @@
 
 #include <QMimeDatabase>
 #include <QStandardPaths>
-
 #include <fnmatch.h>
-
 #include <mutex>
 #include <optional>
 #include <string>
@@ -19,6 +17,7 @@ namespace {
 // Enough for every extension a real folder holds; names without one are cached
 // by the whole name, which a folder of hashed names would otherwise grow forever.
 constexpr size_t kMaxEntries = 8192;
+constexpr size_t kMaxLocalEntries = 512;
 
 // A second-to-last component this short is part of a compound extension
 // ("tar.gz", "so.6"); a longer one is part of the stem ("photo.2024.jpg").
@@ -109,7 +108,8 @@ private:
         const size_t second = first == std::string_view::npos ? first : line.find(':', first + 1);
         if (second == std::string_view::npos)
             return;
-        std::string glob = asciiLower(line.substr(second + 1, line.find(':', second + 1) - second - 1));
+        std::string glob =
+            asciiLower(line.substr(second + 1, line.find(':', second + 1) - second - 1));
         if (glob.empty() || hasDotOutsideBrackets(glob))
             return;
         if (glob.find_first_of("*?[") == std::string::npos)
@@ -137,10 +137,17 @@ public:
     KindInfo lookup(std::string_view name)
     {
         std::string key = cacheKey(name);
+        // A small copy per thread keeps readers working in parallel off the lock.
+        thread_local std::unordered_map<std::string, KindInfo> local;
+        if (auto it = local.find(key); it != local.end())
+            return it->second;
         {
             std::lock_guard lock(m_mutex);
-            if (auto it = m_byKey.find(key); it != m_byKey.end())
+            if (auto it = m_byKey.find(key); it != m_byKey.end()) {
+                if (local.size() < kMaxLocalEntries)
+                    local.emplace(key, it->second);
                 return it->second;
+            }
         }
         // Looked up outside our lock: QMimeDatabase has its own, and comment() is slow.
         const bool hasExtension = key.size() > 1 && key[0] == 'x' && key[1] == '.';

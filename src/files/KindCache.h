@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QString>
-
 #include <string_view>
 
 // Japanese type descriptions and icon names, looked up in the MIME database by

@@ -3,7 +3,6 @@
 #include "core/Error.h"
 
 #include <QString>
-
 #include <filesystem>
 
 // What a pane shows in place of its list when the folder cannot be read.

@@ -4,7 +4,6 @@
 #include "core/PathText.h"
 
 #include <QJsonArray>
-
 #include <cmath>
 #include <limits>
 
@@ -15,7 +14,10 @@ const QString kActiveIndex = QStringLiteral("activeIndex");
 const QString kDividerFraction = QStringLiteral("dividerFraction");
 const QString kTree = QStringLiteral("tree");
 
-bool isAbsent(const QJsonValue& value) { return value.isUndefined() || value.isNull(); }
+bool isAbsent(const QJsonValue& value)
+{
+    return value.isUndefined() || value.isNull();
+}
 
 std::expected<QStringList, QString> decodePaths(const QJsonValue& value)
 {
@@ -62,7 +64,8 @@ PaneTreeLayout PaneLayout::resolvedTree() const
     std::optional<std::vector<double>> fractions;
     if (dividerFraction && paths.size() == 2)
         fractions = std::vector<double>{*dividerFraction, 1.0 - *dividerFraction};
-    return PaneTreeLayout::group(true, {PaneTreeLayout::pane(paths[0]), PaneTreeLayout::pane(paths[1])},
+    return PaneTreeLayout::group(true,
+                                 {PaneTreeLayout::pane(paths[0]), PaneTreeLayout::pane(paths[1])},
                                  std::move(fractions));
 }
 

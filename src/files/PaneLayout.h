@@ -4,7 +4,6 @@
 
 #include <QJsonObject>
 #include <QStringList>
-
 #include <expected>
 #include <optional>
 

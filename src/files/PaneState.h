@@ -5,7 +5,6 @@
 #include "files/PaneError.h"
 
 #include <QObject>
-
 #include <optional>
 
 // The observable model of one pane. The bars and the window observe it; setters
@@ -13,12 +12,15 @@
 class PaneState : public QObject {
     Q_OBJECT
     Q_PROPERTY(int itemCount READ itemCount WRITE setItemCount NOTIFY itemCountChanged)
-    Q_PROPERTY(int selectedCount READ selectedCount WRITE setSelectedCount NOTIFY selectedCountChanged)
+    Q_PROPERTY(
+        int selectedCount READ selectedCount WRITE setSelectedCount NOTIFY selectedCountChanged)
     Q_PROPERTY(bool isLoading READ isLoading WRITE setLoading NOTIFY isLoadingChanged)
-    Q_PROPERTY(bool isEditingPath READ isEditingPath WRITE setEditingPath NOTIFY isEditingPathChanged)
+    Q_PROPERTY(
+        bool isEditingPath READ isEditingPath WRITE setEditingPath NOTIFY isEditingPathChanged)
     Q_PROPERTY(bool isActive READ isActive WRITE setActive NOTIFY isActiveChanged)
     Q_PROPERTY(bool isInSplit READ isInSplit WRITE setInSplit NOTIFY isInSplitChanged)
-    Q_PROPERTY(int gitChangeCount READ gitChangeCount WRITE setGitChangeCount NOTIFY gitChangeCountChanged)
+    Q_PROPERTY(
+        int gitChangeCount READ gitChangeCount WRITE setGitChangeCount NOTIFY gitChangeCountChanged)
     Q_PROPERTY(bool isFiltering READ isFiltering WRITE setFiltering NOTIFY isFilteringChanged)
     Q_PROPERTY(QString filterText READ filterText WRITE setFilterText NOTIFY filterTextChanged)
     Q_PROPERTY(int visibleCount READ visibleCount WRITE setVisibleCount NOTIFY visibleCountChanged)

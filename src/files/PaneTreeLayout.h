@@ -3,7 +3,6 @@
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
-
 #include <expected>
 #include <functional>
 #include <optional>
@@ -15,9 +14,9 @@ struct PaneTreeLayout {
     enum class Kind { pane, group };
 
     Kind kind = Kind::pane;
-    QString path;                               // pane
-    bool vertical = true;                       // group: true = side by side
-    std::vector<PaneTreeLayout> children;       // group
+    QString path;                                 // pane
+    bool vertical = true;                         // group: true = side by side
+    std::vector<PaneTreeLayout> children;         // group
     std::optional<std::vector<double>> fractions; // group: shares along the split axis
 
     static PaneTreeLayout pane(const QString& path);

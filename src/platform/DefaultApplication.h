@@ -3,7 +3,6 @@
 #include "core/Error.h"
 
 #include <QString>
-
 #include <filesystem>
 
 namespace DefaultApplication {

@@ -2,22 +2,21 @@
 
 #include "core/Error.h"
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 // One item of a folder as the kernel reports it: the raw name bytes and the
 // lstat fields the listing needs. A symbolic link also carries what its target is.
 struct ScannedItem {
-    std::string name;               // raw bytes, never re-encoded
-    bool statFailed = false;        // lstat failed: the other fields are defaults
-    mode_t mode = 0;                // lstat st_mode (the link itself for a link)
-    int64_t size = 0;               // st_size
-    int64_t modifiedNs = 0;         // st_mtim in nanoseconds since 1970
+    std::string name;        // raw bytes, never re-encoded
+    bool statFailed = false; // lstat failed: the other fields are defaults
+    mode_t mode = 0;         // lstat st_mode (the link itself for a link)
+    int64_t size = 0;        // st_size
+    int64_t modifiedNs = 0;  // st_mtim in nanoseconds since 1970
     dev_t device = 0;
     ino_t inode = 0;
     bool linkTargetIsDirectory = false; // a link whose target exists and is a directory

@@ -11,9 +11,8 @@ TEST(LocationTest, FoldersAreStandardizedLexically)
         std::string expected;
     };
     const Case cases[] = {
-        {"/a/b/", "/a/b"},   {"/a//b/./c", "/a/b/c"}, {"/a/b/../c", "/a/c"},
-        {"/", "/"},          {"//", "/"},             {"/..", "/"},
-        {"/a/link/..", "/a"}, // links are never resolved
+        {"/a/b/", "/a/b"}, {"/a//b/./c", "/a/b/c"}, {"/a/b/../c", "/a/c"}, {"/", "/"}, {"//", "/"},
+        {"/..", "/"},      {"/a/link/..", "/a"}, // links are never resolved
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.given);
@@ -32,17 +31,16 @@ TEST(LocationTest, TextFormRoundTrips)
     EXPECT_FALSE(tag.isEmpty());
 
     const Location locations[] = {
-        tag,
-        Location::folder("/"),
-        Location::folder("/home/ユーザー/書類"),
+        tag, Location::folder("/"), Location::folder("/home/ユーザー/書類"),
         Location::folder(std::string("/bad/\xff\xfe name")), // not UTF-8
     };
     for (const Location& location : locations) {
         SCOPED_TRACE(location.toText().toStdString());
         EXPECT_EQ(Location::fromText(location.toText()), location);
     }
-    EXPECT_EQ(Location::fromText(QStringLiteral("quillo-tag:///1b4e28ba-2fa1-11d2-883f-0016d3cca427")),
-              tag);
+    EXPECT_EQ(
+        Location::fromText(QStringLiteral("quillo-tag:///1b4e28ba-2fa1-11d2-883f-0016d3cca427")),
+        tag);
 }
 
 TEST(LocationTest, TextThatIsNotATagIsAFolder)

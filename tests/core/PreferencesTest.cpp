@@ -1,12 +1,11 @@
-#include "core/AppDefaults.h"
 #include "core/Preferences.h"
+
+#include "core/AppDefaults.h"
 #include "support/TempDir.h"
 
 #include <QSignalSpy>
-
-#include <gtest/gtest.h>
-
 #include <fstream>
+#include <gtest/gtest.h>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -71,7 +70,8 @@ TEST_F(PreferencesTest, WritesTheSuiteNamedInTheEnvironment)
         Preferences::shared().setShowHiddenFiles(true);
         EXPECT_NE(readFile(confFile(c.file)).find("showHiddenFiles=true"), std::string::npos);
         size_t files = 0;
-        for ([[maybe_unused]] const auto& item : fs::directory_iterator(confFile(c.file).parent_path()))
+        for ([[maybe_unused]] const auto& item :
+             fs::directory_iterator(confFile(c.file).parent_path()))
             ++files;
         EXPECT_EQ(files, 1u);
     }
@@ -90,11 +90,19 @@ TEST_F(PreferencesTest, ReadsStoredValuesAndFallsBackForMissingOrWrongTypes)
         {"stored",
          "showHiddenFiles=true\ncalculateFolderSizes=false\ncolorFoldersByTag=false\n"
          "vimKeyBindings=true\nsortKey=size\nsortAscending=false\n",
-         true, false, false, true, {FileSortKey::size, false}},
+         true,
+         false,
+         false,
+         true,
+         {FileSortKey::size, false}},
         {"wrong types",
          "showHiddenFiles=1\ncalculateFolderSizes=no\ncolorFoldersByTag=a, b\n"
          "vimKeyBindings=yes\nsortKey=Size\nsortAscending=0\n",
-         false, true, true, false, {FileSortKey::name, true}},
+         false,
+         true,
+         true,
+         false,
+         {FileSortKey::name, true}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -1,12 +1,12 @@
+#include "files/FileNode.h"
+
 #include "core/AppDefaults.h"
 #include "core/PathText.h"
 #include "core/Preferences.h"
-#include "files/FileNode.h"
 #include "files/FileSorter.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
-
 #include <map>
 
 namespace fs = std::filesystem;
@@ -64,9 +64,9 @@ TEST_F(FileNodeTest, ChildrenAreAbsentUntilReadAndSortedOnceRead)
     EXPECT_TRUE(root.loadedFolders().empty());
     EXPECT_EQ(root.child(0), nullptr);
 
-    root.setChildren({makeEntry("/r/file10"), makeEntry("/r/b", true), makeEntry("/r/file2"),
-                      makeEntry("/r/A")},
-                     kByName);
+    root.setChildren(
+        {makeEntry("/r/file10"), makeEntry("/r/b", true), makeEntry("/r/file2"), makeEntry("/r/A")},
+        kByName);
     EXPECT_EQ(names(root), QStringList({"A", "b", "file2", "file10"}));
     for (int row = 0; row < 4; ++row) {
         EXPECT_EQ(root.child(row)->row(), row);
@@ -85,8 +85,8 @@ TEST_F(FileNodeTest, ChildrenAreAbsentUntilReadAndSortedOnceRead)
 TEST_F(FileNodeTest, ReloadKeepsSurvivingNodesAndGivesRenamedItemANewNode)
 {
     FileNode root(makeEntry("/r", true));
-    root.setChildren({makeEntry("/r/a", true), makeEntry("/r/b", true), makeEntry("/r/c", false, 1)},
-                     kByName);
+    root.setChildren(
+        {makeEntry("/r/a", true), makeEntry("/r/b", true), makeEntry("/r/c", false, 1)}, kByName);
     FileNode* a = root.child(0);
     FileNode* b = root.child(1);
     FileNode* c = root.child(2);
@@ -95,8 +95,8 @@ TEST_F(FileNodeTest, ReloadKeepsSurvivingNodesAndGivesRenamedItemANewNode)
     FileNode* x = a->child(0);
 
     // b was renamed to "0b" (now first), c grew.
-    root.setChildren({makeEntry("/r/c", false, 99), makeEntry("/r/0b", true), makeEntry("/r/a", true)},
-                     kByName);
+    root.setChildren(
+        {makeEntry("/r/c", false, 99), makeEntry("/r/0b", true), makeEntry("/r/a", true)}, kByName);
     ASSERT_EQ(names(root), QStringList({"0b", "a", "c"}));
     FileNode* renamed = root.child(0);
     EXPECT_NE(renamed, b);
@@ -164,12 +164,11 @@ TEST_F(FileNodeTest, FolderSizesComeFromTheCacheOnlyWhenEnabled)
                           makeEntry("/d/uncached", true), makeEntry("/d/file", false, 7),
                           makeEntry("/d/sized", true, 5)},
                          kByName);
-        const auto sizeOf = [&](const char* path) {
-            return root.findByPath(path)->entry.size;
-        };
+        const auto sizeOf = [&](const char* path) { return root.findByPath(path)->entry.size; };
         EXPECT_EQ(sizeOf("/d/cached"), c.expectSizes ? std::optional<int64_t>(4096) : std::nullopt);
         // The cache is keyed by standardized paths.
-        EXPECT_EQ(sizeOf("/d/sub/../other"), c.expectSizes ? std::optional<int64_t>(10) : std::nullopt);
+        EXPECT_EQ(sizeOf("/d/sub/../other"),
+                  c.expectSizes ? std::optional<int64_t>(10) : std::nullopt);
         EXPECT_EQ(sizeOf("/d/uncached"), std::nullopt);
         EXPECT_EQ(sizeOf("/d/file"), 7);
         EXPECT_EQ(sizeOf("/d/sized"), 5);

@@ -1,9 +1,7 @@
 #include "files/NavigationHistory.h"
 
 #include <QUuid>
-
 #include <gtest/gtest.h>
-
 #include <ostream>
 
 // Readable failure output.
@@ -14,7 +12,10 @@ void PrintTo(const Location& location, std::ostream* out)
 
 namespace {
 
-Location folder(const std::string& path) { return Location::folder(path); }
+Location folder(const std::string& path)
+{
+    return Location::folder(path);
+}
 
 std::vector<Location> folders(std::initializer_list<const char*> paths)
 {

@@ -1,25 +1,28 @@
+#include "files/PaneLayout.h"
+
 #include "core/Location.h"
 #include "core/PathText.h"
-#include "files/PaneLayout.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
-
 #include <gtest/gtest.h>
 
 namespace {
 
 using Tree = PaneTreeLayout;
 
-QJsonObject parse(const char* json) { return QJsonDocument::fromJson(json).object(); }
+QJsonObject parse(const char* json)
+{
+    return QJsonDocument::fromJson(json).object();
+}
 
 // A two-pane side-by-side tab whose right pane is split again.
 Tree nestedTree()
 {
-    return Tree::group(true,
-                       {Tree::pane("/a"),
-                        Tree::group(false, {Tree::pane("/b"), Tree::pane("quillo-tag:///X")})},
-                       std::vector<double>{0.5, 0.5});
+    return Tree::group(
+        true,
+        {Tree::pane("/a"), Tree::group(false, {Tree::pane("/b"), Tree::pane("quillo-tag:///X")})},
+        std::vector<double>{0.5, 0.5});
 }
 
 Tree threePanes()
@@ -47,11 +50,15 @@ TEST(PaneTreeLayoutTest, PruningDropsPanesAndCollapsesGroups)
     };
     const Case cases[] = {
         {"nothing removed keeps fractions", threePanes(), {}, threePanes()},
-        {"three to two drops fractions", threePanes(), {"/b"},
+        {"three to two drops fractions",
+         threePanes(),
+         {"/b"},
          Tree::group(true, {Tree::pane("/a"), Tree::pane("/c")})},
         {"three to one replaces the group", threePanes(), {"/a", "/c"}, Tree::pane("/b")},
         {"none left", threePanes(), {"/a", "/b", "/c"}, std::nullopt},
-        {"inner split disappears, outer keeps its shares", nestedTree(), {"/b"},
+        {"inner split disappears, outer keeps its shares",
+         nestedTree(),
+         {"/b"},
          Tree::group(true, {Tree::pane("/a"), Tree::pane("quillo-tag:///X")},
                      std::vector<double>{0.5, 0.5})},
         {"lone pane removed", Tree::pane("/a"), {"/a"}, std::nullopt},
@@ -130,7 +137,9 @@ TEST(PaneLayoutTest, ResolvesOldRecordsWithoutATree)
         {"empty record", {}, std::nullopt, Tree::pane(home)},
         {"one path", {"/a"}, 0.3, Tree::pane("/a")},
         {"two paths", {"/a", "/b"}, std::nullopt, side("/a", "/b", std::nullopt)},
-        {"two paths and divider", {"/a", "/b"}, 0.25,
+        {"two paths and divider",
+         {"/a", "/b"},
+         0.25,
          side("/a", "/b", std::vector<double>{0.25, 0.75})},
         {"three paths", {"/a", "/b", "/c"}, 0.25, side("/a", "/b", std::nullopt)},
     };

@@ -1,33 +1,12 @@
 #include "files/PaneState.h"
+
 #include "files/WindowModel.h"
 
 #include <QSignalSpy>
-
+#include <functional>
 #include <gtest/gtest.h>
 
-#include <functional>
-
 namespace {
-
-TEST(PaneStateTest, StartsWithTheDocumentedValues)
-{
-    const PaneState state(Location::fromText("/a/b/"));
-    EXPECT_EQ(state.location(), Location::folder("/a/b"));
-    EXPECT_TRUE(state.history().backStack.empty());
-    EXPECT_EQ(state.itemCount(), 0);
-    EXPECT_EQ(state.selectedCount(), 0);
-    EXPECT_EQ(state.availableCapacity(), std::nullopt);
-    EXPECT_FALSE(state.isLoading());
-    EXPECT_FALSE(state.isEditingPath());
-    EXPECT_EQ(state.error(), std::nullopt);
-    EXPECT_TRUE(state.isActive());
-    EXPECT_FALSE(state.isInSplit());
-    EXPECT_EQ(state.gitBranch(), std::nullopt);
-    EXPECT_EQ(state.gitChangeCount(), 0);
-    EXPECT_FALSE(state.isFiltering());
-    EXPECT_TRUE(state.filterText().isEmpty());
-    EXPECT_EQ(state.visibleCount(), 0);
-}
 
 TEST(PaneStateTest, SettersNotifyOnlyOnRealChanges)
 {
@@ -89,7 +68,8 @@ TEST(PaneStateTest, SettersNotifyOnlyOnRealChanges)
 
 TEST(PaneStateTest, LocationFollowsTheHistory)
 {
-    PaneState state(Location::folder("/a"));
+    PaneState state(Location::fromText("/a/./"));
+    EXPECT_EQ(state.location(), Location::folder("/a"));
     NavigationHistory history = state.history();
     history.visit(Location::folder("/b"));
     state.setHistory(history);

@@ -13,7 +13,10 @@ public:
     TempDir& operator=(const TempDir&) = delete;
 
     const std::filesystem::path& path() const { return m_path; }
-    std::filesystem::path operator/(std::string_view name) const { return m_path / std::string(name); }
+    std::filesystem::path operator/(std::string_view name) const
+    {
+        return m_path / std::string(name);
+    }
 
     // Makes a file with the given raw name bytes (relative path) and contents.
     std::filesystem::path file(std::string_view relative, std::string_view contents = {}) const;

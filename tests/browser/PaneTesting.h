@@ -1,0 +1,91 @@
+#pragma once
+
+// Helpers shared by the browser tests: waiting for background readings, reading
+// rows back by name, and collecting the model tester's complaints.
+
+#include "browser/FileListModel.h"
+#include "browser/PaneView.h"
+#include "core/Preferences.h"
+#include "files/FileNode.h"
+#include "files/PaneState.h"
+
+#include <QAbstractItemModelTester>
+#include <QCoreApplication>
+#include <QItemSelectionModel>
+#include <QTest>
+#include <QThreadPool>
+#include <filesystem>
+#include <vector>
+
+namespace testing_pane {
+
+constexpr int kTimeoutMs = 10000;
+
+inline void resetPreferences() {
+    Preferences::shared().setVimKeyBindings(false);
+    Preferences::shared().setShowHiddenFiles(false);
+    Preferences::shared().setSort(FileSort{});
+}
+
+inline bool waitForListing(PaneView& pane) {
+    return QTest::qWaitFor([&] { return !pane.state().isLoading(); }, kTimeoutMs);
+}
+
+// Lets every background reading finish and delivers its result, so that a result
+// that should have been dropped has had its chance to show.
+inline bool settle() {
+    const bool done = QThreadPool::globalInstance()->waitForDone(kTimeoutMs);
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+    return done;
+}
+
+inline QStringList rowNames(const QAbstractItemModel& model, const QModelIndex& parent = {}) {
+    QStringList names;
+    for (int row = 0; row < model.rowCount(parent); ++row)
+        names << model.index(row, 0, parent).data().toString();
+    return names;
+}
+
+inline QModelIndex indexOfPath(const FileListModel& model, const std::filesystem::path& path) {
+    FileNode* node = model.root() ? model.root()->findByPath(path) : nullptr;
+    return node ? model.indexForNode(node) : QModelIndex();
+}
+
+inline QStringList selectedNames(const PaneView& pane) {
+    QStringList names;
+    for (const std::filesystem::path& path : pane.selectedPaths())
+        names << QString::fromStdString(path.filename().string());
+    names.sort();
+    return names;
+}
+
+inline void select(PaneView& pane, const std::filesystem::path& path) {
+    const QModelIndex index = indexOfPath(*pane.model(), path);
+    pane.listView()->setCurrentIndex(index);
+    pane.listView()->selectionModel()->select(index, QItemSelectionModel::ClearAndSelect |
+                                                         QItemSelectionModel::Rows);
+}
+
+// Collects what QAbstractItemModelTester reports while it is alive.
+class ModelTesterLog {
+public:
+    ModelTesterLog() {
+        s_messages.clear();
+        s_previous = qInstallMessageHandler(&ModelTesterLog::handle);
+    }
+    ~ModelTesterLog() { qInstallMessageHandler(s_previous); }
+    QStringList messages() const { return s_messages; }
+
+private:
+    static void handle(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+        if (context.category && QByteArrayView(context.category) == "qt.modeltest")
+            s_messages << text;
+        else if (s_previous)
+            s_previous(type, context, text);
+    }
+    static inline QStringList s_messages;
+    static inline QtMessageHandler s_previous = nullptr;
+};
+
+} // namespace testing_pane
