@@ -11,7 +11,6 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QScrollBar>
-
 #include <algorithm>
 #include <cstdio>
 #include <vector>
@@ -27,7 +26,11 @@ double median(std::vector<double> v)
 // Quits the loop at the first paint of the list that has rows in it.
 class FirstPaintWatcher : public QObject {
 public:
-    FirstPaintWatcher(PaneView& pane, QEventLoop& loop) : m_pane(pane), m_loop(loop) {}
+    FirstPaintWatcher(PaneView& pane, QEventLoop& loop)
+        : m_pane(pane)
+        , m_loop(loop)
+    {
+    }
     bool eventFilter(QObject* watched, QEvent* event) override
     {
         if (event->type() == QEvent::Paint && m_pane.model()->rowCount() > 0)

@@ -92,9 +92,8 @@ void buildSortMenu(QMenu* view)
 void buildViewMenu(BrowserWindow& w)
 {
     QMenu* menu = w.menuBar()->addMenu(QStringLiteral("表示"));
-    QAction* hidden = add(
-        menu, "隠しファイルを表示",
-        {QKeySequence(QStringLiteral("Ctrl+Shift+.")), QKeySequence(QStringLiteral("Ctrl+>"))}, [] {
+    QAction* hidden =
+        add(menu, "隠しファイルを表示", {QKeySequence(QStringLiteral("Ctrl+Shift+."))}, [] {
             auto& prefs = Preferences::shared();
             prefs.setShowHiddenFiles(!prefs.showHiddenFiles());
         });
@@ -108,9 +107,7 @@ void buildViewMenu(BrowserWindow& w)
         [container] { container()->toggleSplit(); });
     add(menu, "右に分ける", {QKeySequence(QStringLiteral("Ctrl+Alt+\\"))},
         [container] { container()->split(Qt::Horizontal); });
-    add(menu, "下に分ける",
-        {QKeySequence(QStringLiteral("Ctrl+Alt+Shift+\\")),
-         QKeySequence(QStringLiteral("Ctrl+Alt+|"))},
+    add(menu, "下に分ける", {QKeySequence(QStringLiteral("Ctrl+Alt+Shift+\\"))},
         [container] { container()->split(Qt::Vertical); });
     add(menu, "この画面を閉じる", {QKeySequence(QStringLiteral("Ctrl+Alt+W"))},
         [container] { container()->closeActivePane(); });

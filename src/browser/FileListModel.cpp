@@ -30,7 +30,15 @@ void FileListModel::setRoot(FileEntry rootEntry)
 void FileListModel::applyReading(FileNode* folder, std::vector<FileEntry> entries,
                                  const FileSort& sort)
 {
+    setChildren(folder, std::move(entries), sort);
+    // Only now: views react to the change signals by asking canFetchMore(), and a
+    // folder must not look unread while its rows are being inserted.
     m_reading.erase(folder->entry.path.native());
+}
+
+void FileListModel::setChildren(FileNode* folder, std::vector<FileEntry> entries,
+                                const FileSort& sort)
+{
     if (folder == m_root.get() && !folder->childrenLoaded()) {
         // One reset per listing: cheaper than inserting 100,000 rows.
         beginResetModel();

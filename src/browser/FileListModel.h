@@ -65,6 +65,7 @@ private:
     // `reloaded`: the folder whose children the mutation replaces, or null.
     template <typename Mutation>
     void changeLayout(const FileNode* reloaded, Mutation&& mutate);
+    void setChildren(FileNode* folder, std::vector<FileEntry> entries, const FileSort& sort);
     void rebuildVisibleTop();
     const std::vector<FileNode*>* visibleTop() const;
     int rowOf(const FileNode* node) const;

@@ -2,7 +2,6 @@
 
 #include "PaneTesting.h"
 #include "browser/PaneContainer.h"
-#include "support/TempDir.h"
 
 #include <QAction>
 #include <QMenu>
@@ -10,12 +9,19 @@
 #include <QPointer>
 #include <QTabBar>
 #include <QToolBar>
-#include <gtest/gtest.h>
 
-namespace fs = std::filesystem;
 using namespace testing_pane;
 
 namespace {
+
+QAction* named(const QList<QAction*>& actions, const char* text)
+{
+    for (QAction* action : actions) {
+        if (action->text() == QString::fromUtf8(text))
+            return action;
+    }
+    return nullptr;
+}
 
 class BrowserWindowTest : public ::testing::Test {
 protected:
@@ -35,79 +41,42 @@ protected:
             texts << tabs->tabText(i);
         return texts;
     }
-    QAction* toolbarAction(const QString& text) const
+    QAction* toolbarAction(const char* text) const
     {
-        for (QAction* action : window->findChild<QToolBar*>()->actions()) {
-            if (action->text() == text)
-                return action;
-        }
-        return nullptr;
+        return named(window->findChild<QToolBar*>()->actions(), text);
     }
-    QAction* menuAction(const QString& text) const
-    {
-        for (QAction* top : window->menuBar()->actions()) {
-            for (QAction* action : top->menu()->findChildren<QAction*>()) {
-                if (action->text() == text)
-                    return action;
-            }
-        }
-        return nullptr;
-    }
-    void go(const char* name)
-    {
-        window->activePane()->navigate(Location::folder(dir / name));
-        EXPECT_TRUE(waitForListing(*window->activePane()));
-    }
+    void go(const char* name) { testing_pane::go(*window->activePane(), dir / name); }
 
     TempDir dir;
     QPointer<BrowserWindow> window; // deletes itself when closed
 };
 
-TEST_F(BrowserWindowTest, TitleAndToolbarFollowTheActivePane)
+TEST_F(BrowserWindowTest, TitleTabAndToolbarFollowTheActivePane)
 {
     EXPECT_EQ(window->windowTitle(), "left");
-    EXPECT_EQ(tabTexts(), QStringList{"left"});
     EXPECT_FALSE(toolbarAction("戻る")->isEnabled());
     EXPECT_TRUE(toolbarAction("親フォルダ")->isEnabled());
 
     go("right");
     EXPECT_EQ(window->windowTitle(), "right");
     EXPECT_EQ(tabTexts(), QStringList{"right"});
-    EXPECT_TRUE(toolbarAction("戻る")->isEnabled());
-
     toolbarAction("戻る")->trigger();
     EXPECT_EQ(window->windowTitle(), "left");
     EXPECT_TRUE(toolbarAction("進む")->isEnabled());
 
-    PaneContainer* container = window->currentContainer();
-    container->split(Qt::Horizontal);
+    window->currentContainer()->split(Qt::Horizontal);
     go("third");
     EXPECT_EQ(window->windowTitle(), "third");
-    container->switchPane();
+    window->currentContainer()->switchPane();
     EXPECT_EQ(window->windowTitle(), "left");
     EXPECT_EQ(tabTexts(), QStringList{"left"});
-}
 
-TEST_F(BrowserWindowTest, TabsOpenAndClose)
-{
     window->newTab(Location::folder(dir / "right"));
-    EXPECT_EQ(window->tabCount(), 2);
     EXPECT_EQ(window->windowTitle(), "right");
-    EXPECT_EQ(tabTexts(), (QStringList{"left", "right"}));
-
     go("third");
     EXPECT_EQ(tabTexts(), (QStringList{"left", "third"}));
-
     window->closeCurrentTab();
-    EXPECT_EQ(window->tabCount(), 1);
     EXPECT_EQ(window->windowTitle(), "left");
-    EXPECT_EQ(window->activePane()->location(), Location::folder(dir / "left"));
-
-    // Closing the last tab closes the window.
-    window->show();
-    window->closeCurrentTab();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    EXPECT_TRUE(window.isNull());
 }
 
 TEST_F(BrowserWindowTest, MenuCommandsActOnTheCurrentTab)
@@ -121,8 +90,11 @@ TEST_F(BrowserWindowTest, MenuCommandsActOnTheCurrentTab)
         {"新規タブ", 2, 1},  {"右に分ける", 2, 2},       {"下に分ける", 2, 3}, {"2画面表示", 2, 1},
         {"2画面表示", 2, 2}, {"この画面を閉じる", 2, 1}, {"閉じる", 1, 1},
     };
+    QList<QAction*> menuActions;
+    for (QAction* top : window->menuBar()->actions())
+        menuActions += top->menu()->findChildren<QAction*>();
     for (const Step& step : steps) {
-        QAction* action = menuAction(QString::fromUtf8(step.command));
+        QAction* action = named(menuActions, step.command);
         ASSERT_NE(action, nullptr) << step.command;
         action->trigger();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -130,6 +102,12 @@ TEST_F(BrowserWindowTest, MenuCommandsActOnTheCurrentTab)
         EXPECT_EQ(window->tabCount(), step.tabs) << step.command;
         EXPECT_EQ(window->currentContainer()->panes().size(), step.panes) << step.command;
     }
+
+    // Closing the last tab closes the window.
+    window->show();
+    window->closeCurrentTab();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(window.isNull());
 }
 
 } // namespace

@@ -1,35 +1,21 @@
 #include "PaneTesting.h"
-#include "support/TempDir.h"
 
 #include <QKeyEvent>
-#include <QSignalSpy>
-#include <gtest/gtest.h>
-#include <memory>
 
 namespace fs = std::filesystem;
 using namespace testing_pane;
 
 namespace {
 
-class FileTreeViewTest : public ::testing::Test {
+class FileTreeViewTest : public PaneTest {
 protected:
     void SetUp() override
     {
-        resetPreferences();
+        PaneTest::SetUp();
         for (const char* name : {"a.txt", "b.txt", "c.txt", "d.txt", "jam.txt"})
             dir.file(std::string("list/") + name);
         dir.file("top/sub/inner/x.txt");
         dir.file("top/file.txt");
-    }
-    void TearDown() override { resetPreferences(); }
-
-    std::unique_ptr<PaneView> open(const fs::path& folder)
-    {
-        auto pane = std::make_unique<PaneView>(Location::folder(folder));
-        pane->resize(900, 600);
-        pane->show();
-        EXPECT_TRUE(waitForListing(*pane));
-        return pane;
     }
     // Offers one key to the list's own handler, as the view does on a key press.
     static bool press(FileTreeView& view, int key, const QString& text,
@@ -40,24 +26,24 @@ protected:
     }
     static bool pressLetter(FileTreeView& view, QChar letter)
     {
-        const bool upper = letter.isUpper();
         const int key = Qt::Key_A + (letter.toLower().unicode() - 'a');
-        return press(view, key, QString(letter), upper ? Qt::ShiftModifier : Qt::NoModifier);
+        return press(view, key, QString(letter),
+                     letter.isUpper() ? Qt::ShiftModifier : Qt::NoModifier);
     }
     static int selectedRow(const FileTreeView& view)
     {
         const QModelIndexList rows = view.selectionModel()->selectedRows();
         return rows.size() == 1 ? rows.first().row() : -1;
     }
-    void expandAndWait(PaneView& pane, const fs::path& folder)
+    // Presses each key in turn, checking the name selected after it.
+    static void expectSteps(PaneView& pane,
+                            std::initializer_list<std::pair<const char*, const char*>> steps)
     {
-        pane.listView()->expand(indexOfPath(*pane.model(), folder));
-        EXPECT_TRUE(QTest::qWaitFor(
-            [&] { return pane.model()->root()->findByPath(folder)->childrenLoaded(); },
-            kTimeoutMs));
+        for (const auto& [key, name] : steps) {
+            ASSERT_TRUE(pressLetter(*pane.listView(), QChar(*key)));
+            EXPECT_EQ(selectedNames(pane), QStringList{name}) << key;
+        }
     }
-
-    TempDir dir;
 };
 
 TEST_F(FileTreeViewTest, ViKeysMoveTheSelection)
@@ -74,7 +60,7 @@ TEST_F(FileTreeViewTest, ViKeysMoveTheSelection)
         {"jk", 0, false},    {"Gk", 3, false},  {"Ggg", 0, false},   {"Gggj", 1, false},
     };
     for (const Case& c : cases) {
-        auto pane = open(dir / "list");
+        auto pane = openPane(dir / "list");
         FileTreeView& view = *pane->listView();
         for (const char* key = c.keys; *key; ++key)
             EXPECT_TRUE(pressLetter(view, QChar(*key))) << c.keys;
@@ -87,27 +73,20 @@ TEST_F(FileTreeViewTest, ViKeysMoveTheSelection)
 TEST_F(FileTreeViewTest, ViKeysCountVisibleRowsAcrossExpandedFoldersAndScrolling)
 {
     Preferences::shared().setVimKeyBindings(true);
-    auto nested = open(dir / "top");
+    auto nested = openPane(dir / "top");
     expandAndWait(*nested, dir / "top/sub");
-    FileTreeView& view = *nested->listView();
-    const std::pair<const char*, const char*> steps[] = {{"G", "inner"},    {"k", "sub"},
-                                                         {"k", "file.txt"}, {"j", "sub"},
-                                                         {"j", "inner"},    {"j", "inner"}};
-    for (const auto& [key, name] : steps) {
-        ASSERT_TRUE(pressLetter(view, QChar(*key)));
-        EXPECT_EQ(selectedNames(*nested), QStringList{name}) << key;
-    }
+    expectSteps(*nested, {{"G", "inner"},
+                          {"k", "sub"},
+                          {"k", "file.txt"},
+                          {"j", "sub"},
+                          {"j", "inner"},
+                          {"j", "inner"}});
 
     for (int i = 0; i < 300; ++i)
         dir.file("long/" + std::to_string(1000 + i));
-    auto longList = open(dir / "long");
-    FileTreeView& scrolled = *longList->listView();
-    const std::pair<const char*, const char*> jumps[] = {
-        {"G", "1299"}, {"k", "1298"}, {"g", "1298"}, {"g", "1000"}, {"j", "1001"}};
-    for (const auto& [key, name] : jumps) {
-        ASSERT_TRUE(pressLetter(scrolled, QChar(*key)));
-        EXPECT_EQ(selectedNames(*longList), QStringList{name}) << key;
-    }
+    auto longList = openPane(dir / "long");
+    expectSteps(*longList,
+                {{"G", "1299"}, {"k", "1298"}, {"g", "1298"}, {"g", "1000"}, {"j", "1001"}});
 }
 
 TEST_F(FileTreeViewTest, KeysLeftToTheListView)
@@ -130,7 +109,7 @@ TEST_F(FileTreeViewTest, KeysLeftToTheListView)
     };
     for (const Case& c : cases) {
         Preferences::shared().setVimKeyBindings(c.vi);
-        auto pane = open(dir / "list");
+        auto pane = openPane(dir / "list");
         EXPECT_FALSE(press(*pane->listView(), c.key, c.text, c.modifiers)) << c.what;
         EXPECT_EQ(selectedRow(*pane->listView()), -1) << c.what;
         EXPECT_FALSE(pane->listView()->isPendingG()) << c.what;
@@ -138,7 +117,7 @@ TEST_F(FileTreeViewTest, KeysLeftToTheListView)
 
     // Without vi keys, "j" is type-to-select.
     Preferences::shared().setVimKeyBindings(false);
-    auto pane = open(dir / "list");
+    auto pane = openPane(dir / "list");
     QTest::keyClick(pane->listView(), Qt::Key_J);
     EXPECT_EQ(selectedNames(*pane), QStringList{"jam.txt"});
 }
@@ -147,7 +126,7 @@ TEST_F(FileTreeViewTest, SlashAndEscapeOpenAndCloseTheFilter)
 {
     for (const bool vi : {false, true}) {
         Preferences::shared().setVimKeyBindings(vi);
-        auto pane = open(dir / "list");
+        auto pane = openPane(dir / "list");
         EXPECT_TRUE(press(*pane->listView(), Qt::Key_Slash, "/"));
         EXPECT_TRUE(pane->isFilterOpen());
         EXPECT_TRUE(press(*pane->listView(), Qt::Key_Escape, "\x1b"));
@@ -158,7 +137,7 @@ TEST_F(FileTreeViewTest, SlashAndEscapeOpenAndCloseTheFilter)
 TEST_F(FileTreeViewTest, HCollapsesThenSelectsTheParentThenGoesUp)
 {
     Preferences::shared().setVimKeyBindings(true);
-    auto pane = open(dir / "top");
+    auto pane = openPane(dir / "top");
     FileTreeView& view = *pane->listView();
     expandAndWait(*pane, dir / "top/sub");
     expandAndWait(*pane, dir / "top/sub/inner");
@@ -184,21 +163,12 @@ TEST_F(FileTreeViewTest, HCollapsesThenSelectsTheParentThenGoesUp)
     EXPECT_EQ(pane->location(), Location::folder(dir.path()));
     EXPECT_EQ(selectedNames(*pane), QStringList{"top"});
 
-    // "l" opens the selected folder.
+    // "l", like Return, opens the selected folder.
     ASSERT_TRUE(pressLetter(view, 'l'));
     ASSERT_TRUE(waitForListing(*pane));
     EXPECT_EQ(pane->location(), Location::folder(dir / "top"));
-}
-
-TEST_F(FileTreeViewTest, ReturnOpensTheSelectedFolderAndTabAsksForTheOtherPane)
-{
-    auto pane = open(dir / "top");
-    QSignalSpy switches(pane.get(), &PaneView::switchPaneRequested);
-    QTest::keyClick(pane->listView(), Qt::Key_Tab);
-    EXPECT_EQ(switches.count(), 1);
-
     select(*pane, dir / "top/sub");
-    QTest::keyClick(pane->listView(), Qt::Key_Return);
+    QTest::keyClick(&view, Qt::Key_Return);
     ASSERT_TRUE(waitForListing(*pane));
     EXPECT_EQ(pane->location(), Location::folder(dir / "top/sub"));
 }

@@ -8,6 +8,7 @@
 #include "core/Preferences.h"
 #include "files/FileNode.h"
 #include "files/PaneState.h"
+#include "support/TempDir.h"
 
 #include <QAbstractItemModelTester>
 #include <QCoreApplication>
@@ -15,44 +16,76 @@
 #include <QTest>
 #include <QThreadPool>
 #include <filesystem>
-#include <vector>
+#include <gtest/gtest.h>
+#include <memory>
 
 namespace testing_pane {
 
 constexpr int kTimeoutMs = 10000;
 
-inline void resetPreferences() {
+inline void resetPreferences()
+{
     Preferences::shared().setVimKeyBindings(false);
     Preferences::shared().setShowHiddenFiles(false);
     Preferences::shared().setSort(FileSort{});
 }
 
-inline bool waitForListing(PaneView& pane) {
+inline bool waitForListing(PaneView& pane)
+{
     return QTest::qWaitFor([&] { return !pane.state().isLoading(); }, kTimeoutMs);
 }
 
 // Lets every background reading finish and delivers its result, so that a result
 // that should have been dropped has had its chance to show.
-inline bool settle() {
+inline bool settle()
+{
     const bool done = QThreadPool::globalInstance()->waitForDone(kTimeoutMs);
     QCoreApplication::processEvents();
     QCoreApplication::processEvents();
     return done;
 }
 
-inline QStringList rowNames(const QAbstractItemModel& model, const QModelIndex& parent = {}) {
+// Default preferences around each case, and a scratch folder.
+class PaneTest : public ::testing::Test {
+protected:
+    void SetUp() override { resetPreferences(); }
+    void TearDown() override { resetPreferences(); }
+
+    TempDir dir;
+};
+
+// A shown pane whose first listing has arrived.
+inline std::unique_ptr<PaneView> openPane(const std::filesystem::path& folder)
+{
+    auto pane = std::make_unique<PaneView>(Location::folder(folder));
+    pane->resize(900, 600);
+    pane->show();
+    EXPECT_TRUE(waitForListing(*pane));
+    return pane;
+}
+
+inline void go(PaneView& pane, const std::filesystem::path& folder)
+{
+    pane.navigate(Location::folder(folder));
+    EXPECT_TRUE(waitForListing(pane));
+}
+
+inline QStringList rowNames(const QAbstractItemModel& model, const QModelIndex& parent = {})
+{
     QStringList names;
     for (int row = 0; row < model.rowCount(parent); ++row)
         names << model.index(row, 0, parent).data().toString();
     return names;
 }
 
-inline QModelIndex indexOfPath(const FileListModel& model, const std::filesystem::path& path) {
+inline QModelIndex indexOfPath(const FileListModel& model, const std::filesystem::path& path)
+{
     FileNode* node = model.root() ? model.root()->findByPath(path) : nullptr;
     return node ? model.indexForNode(node) : QModelIndex();
 }
 
-inline QStringList selectedNames(const PaneView& pane) {
+inline QStringList selectedNames(const PaneView& pane)
+{
     QStringList names;
     for (const std::filesystem::path& path : pane.selectedPaths())
         names << QString::fromStdString(path.filename().string());
@@ -60,17 +93,26 @@ inline QStringList selectedNames(const PaneView& pane) {
     return names;
 }
 
-inline void select(PaneView& pane, const std::filesystem::path& path) {
+inline void select(PaneView& pane, const std::filesystem::path& path)
+{
     const QModelIndex index = indexOfPath(*pane.model(), path);
     pane.listView()->setCurrentIndex(index);
     pane.listView()->selectionModel()->select(index, QItemSelectionModel::ClearAndSelect |
                                                          QItemSelectionModel::Rows);
 }
 
+inline void expandAndWait(PaneView& pane, const std::filesystem::path& folder)
+{
+    pane.listView()->expand(indexOfPath(*pane.model(), folder));
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return pane.model()->root()->findByPath(folder)->childrenLoaded(); }, kTimeoutMs));
+}
+
 // Collects what QAbstractItemModelTester reports while it is alive.
 class ModelTesterLog {
 public:
-    ModelTesterLog() {
+    ModelTesterLog()
+    {
         s_messages.clear();
         s_previous = qInstallMessageHandler(&ModelTesterLog::handle);
     }
@@ -78,7 +120,8 @@ public:
     QStringList messages() const { return s_messages; }
 
 private:
-    static void handle(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+    static void handle(QtMsgType type, const QMessageLogContext& context, const QString& text)
+    {
         if (context.category && QByteArrayView(context.category) == "qt.modeltest")
             s_messages << text;
         else if (s_previous)

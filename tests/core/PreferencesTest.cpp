@@ -6,53 +6,12 @@
 #include <QSignalSpy>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string readFile(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
-
-// Each case gets its own config folder and no suite; the stores are reopened.
-class PreferencesTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        m_oldConfig = qgetenv("XDG_CONFIG_HOME");
-        qputenv("XDG_CONFIG_HOME", QByteArray::fromStdString(m_config.path().string()));
-        qunsetenv("QUILLO_DEFAULTS_SUITE");
-        AppDefaults::resetForTesting();
-    }
-    void TearDown() override
-    {
-        AppDefaults::resetForTesting();
-        qunsetenv("QUILLO_DEFAULTS_SUITE");
-        qputenv("XDG_CONFIG_HOME", m_oldConfig);
-    }
-
-    fs::path confFile(const std::string& name) const
-    {
-        return m_config.path() / "Quillo" / (name + ".conf");
-    }
-    void writeStandard(const std::string& ini) const
-    {
-        m_config.file("Quillo/Quillo.conf", "[General]\n" + ini);
-        AppDefaults::resetForTesting();
-    }
-
-private:
-    TempDir m_config;
-    QByteArray m_oldConfig;
-};
-
-TEST_F(PreferencesTest, WritesTheSuiteNamedInTheEnvironment)
+TEST(PreferencesTest, WritesOnlyTheSuiteNamedInTheEnvironment)
 {
     struct Case {
         const char* suite; // nullptr: not set
@@ -61,23 +20,18 @@ TEST_F(PreferencesTest, WritesTheSuiteNamedInTheEnvironment)
     for (const Case& c : {Case{nullptr, "Quillo"}, Case{"Work", "Work"}, Case{"a/b", "Quillo"},
                           Case{"..", "Quillo"}}) {
         SCOPED_TRACE(c.suite ? c.suite : "unset");
-        fs::remove_all(confFile("x").parent_path());
+        const ScratchSettings settings;
         if (c.suite)
             qputenv("QUILLO_DEFAULTS_SUITE", c.suite);
-        else
-            qunsetenv("QUILLO_DEFAULTS_SUITE");
         AppDefaults::resetForTesting();
         Preferences::shared().setShowHiddenFiles(true);
-        EXPECT_NE(readFile(confFile(c.file)).find("showHiddenFiles=true"), std::string::npos);
-        size_t files = 0;
-        for ([[maybe_unused]] const auto& item :
-             fs::directory_iterator(confFile(c.file).parent_path()))
-            ++files;
-        EXPECT_EQ(files, 1u);
+        EXPECT_NE(readFile(settings.file(c.file)).find("showHiddenFiles=true"), std::string::npos);
+        const fs::directory_iterator files(settings.file(c.file).parent_path());
+        EXPECT_EQ(std::distance(begin(files), end(files)), 1);
     }
 }
 
-TEST_F(PreferencesTest, ReadsStoredValuesAndFallsBackForMissingOrWrongTypes)
+TEST(PreferencesTest, ReadsStoredValuesAndFallsBackForMissingOrWrongTypes)
 {
     struct Case {
         const char* name;
@@ -104,9 +58,12 @@ TEST_F(PreferencesTest, ReadsStoredValuesAndFallsBackForMissingOrWrongTypes)
          false,
          {FileSortKey::name, true}},
     };
+    const ScratchSettings settings;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        writeStandard(c.ini);
+        fs::create_directories(settings.file("Quillo").parent_path());
+        std::ofstream(settings.file("Quillo")) << "[General]\n" << c.ini;
+        AppDefaults::resetForTesting();
         const Preferences& prefs = Preferences::shared();
         EXPECT_EQ(prefs.showHiddenFiles(), c.hidden);
         EXPECT_EQ(prefs.calculateFolderSizes(), c.sizes);
@@ -121,28 +78,23 @@ TEST_F(PreferencesTest, ReadsStoredValuesAndFallsBackForMissingOrWrongTypes)
     EXPECT_FALSE(Preferences::shared().showHiddenFiles());
 }
 
-TEST_F(PreferencesTest, SettersWriteAndNotifyOnlyOnChange)
+TEST(PreferencesTest, SettersWriteAndNotifyOnlyOnChange)
 {
+    const ScratchSettings settings;
     Preferences& prefs = Preferences::shared();
     QSignalSpy spy(&prefs, &Preferences::displayPreferencesChanged);
-
     prefs.setSort({FileSortKey::name, true}); // the default already
     EXPECT_EQ(spy.count(), 0);
-    EXPECT_FALSE(AppDefaults::store().contains("sortKey"));
-    EXPECT_FALSE(fs::exists(confFile("Quillo")));
+    EXPECT_FALSE(fs::exists(settings.file("Quillo")));
 
     const FileSort bySize{FileSortKey::size, false};
     prefs.setSort(bySize);
-    EXPECT_EQ(spy.count(), 1);
     prefs.setSort(bySize);
-    EXPECT_EQ(spy.count(), 1);
-    AppDefaults::resetForTesting();
-    EXPECT_EQ(prefs.sort(), bySize);
-
     prefs.setVimKeyBindings(true);
     prefs.setVimKeyBindings(true);
     EXPECT_EQ(spy.count(), 2);
-    AppDefaults::resetForTesting();
+    AppDefaults::resetForTesting(); // read back from the file
+    EXPECT_EQ(prefs.sort(), bySize);
     EXPECT_TRUE(prefs.vimKeyBindings());
 }
 

@@ -3,20 +3,27 @@
 #include "core/Location.h"
 #include "core/PathText.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <gtest/gtest.h>
 
 namespace {
 
 using Tree = PaneTreeLayout;
+const QString kWrongKeys = QStringLiteral("Invalid number of keys found, expected one.");
 
 QJsonObject parse(const char* json)
 {
     return QJsonDocument::fromJson(json).object();
 }
 
-// A two-pane side-by-side tab whose right pane is split again.
+template <typename Layout>
+auto throughText(const Layout& layout)
+{
+    return Layout::fromJson(
+        QJsonDocument::fromJson(QJsonDocument(layout.toJson()).toJson()).object());
+}
+
+// A side-by-side pair whose right pane is split again.
 Tree nestedTree()
 {
     return Tree::group(
@@ -31,17 +38,8 @@ Tree threePanes()
                        std::vector<double>{0.2, 0.3, 0.5});
 }
 
-TEST(PaneTreeLayoutTest, PathsAreListedDepthFirst)
-{
-    EXPECT_EQ(nestedTree().paths(), QStringList({"/a", "/b", "quillo-tag:///X"}));
-    EXPECT_EQ(Tree::pane("/only").paths(), QStringList({"/only"}));
-}
-
 TEST(PaneTreeLayoutTest, PruningDropsPanesAndCollapsesGroups)
 {
-    const auto keepAllBut = [](QStringList gone) {
-        return [gone](const QString& p) { return !gone.contains(p); };
-    };
     struct Case {
         const char* name;
         Tree tree;
@@ -64,58 +62,46 @@ TEST(PaneTreeLayoutTest, PruningDropsPanesAndCollapsesGroups)
         {"lone pane removed", Tree::pane("/a"), {"/a"}, std::nullopt},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(c.tree.pruned(keepAllBut(c.gone)), c.expected);
+        const QStringList gone = c.gone;
+        EXPECT_EQ(c.tree.pruned([&](const QString& p) { return !gone.contains(p); }), c.expected)
+            << c.name;
     }
 }
 
-TEST(PaneTreeLayoutTest, WritesTheKeyedForm)
+TEST(PaneTreeLayoutTest, WritesTheKeyedFormAndRoundTrips)
 {
     const QJsonObject expected = parse(R"({"group": {"vertical": true, "fractions": [0.5, 0.5],
         "children": [{"pane": {"path": "/a"}},
                      {"group": {"vertical": false, "children": [{"pane": {"path": "/b"}},
                                 {"pane": {"path": "quillo-tag:///X"}}]}}]}})");
     EXPECT_EQ(nestedTree().toJson(), expected);
-}
-
-TEST(PaneTreeLayoutTest, RoundTripsThroughJson)
-{
-    const Tree trees[] = {Tree::pane("/ä/b"), nestedTree(), threePanes(),
-                          Tree::group(false, {}, std::vector<double>{})};
-    for (const Tree& tree : trees) {
-        const QByteArray text = QJsonDocument(tree.toJson()).toJson();
-        SCOPED_TRACE(text.toStdString());
-        EXPECT_EQ(Tree::fromJson(QJsonDocument::fromJson(text).object()), tree);
-    }
+    EXPECT_EQ(nestedTree().paths(), QStringList({"/a", "/b", "quillo-tag:///X"}));
+    for (const Tree& tree : {Tree::pane("/ä/b"), nestedTree(), threePanes(),
+                             Tree::group(false, {}, std::vector<double>{})})
+        EXPECT_EQ(throughText(tree), tree) << QJsonDocument(tree.toJson()).toJson().toStdString();
 }
 
 TEST(PaneTreeLayoutTest, RejectsMalformedTrees)
 {
-    const QString wrongKeys = QStringLiteral("Invalid number of keys found, expected one.");
-    struct Case {
-        const char* json;
-        std::optional<QString> message; // checked only when given
+    const std::pair<const char*, bool> cases[] = {
+        // The JSON, and whether it fails for having other than one key.
+        {R"({"pane": {"path": "/a"}, "group": {"vertical": true, "children": []}})", true},
+        {R"({})", true},
+        {R"({"group": {"vertical": true, "children": [{"pane": {"path": "/a"}, "x": 1}]}})", true},
+        {R"({"pane": {}})", false},
+        {R"({"pane": {"path": 3}})", false},
+        {R"({"pane": "/a"})", false},
+        {R"({"group": {"children": []}})", false},
+        {R"({"group": {"vertical": true}})", false},
+        {R"({"group": {"vertical": true, "children": [], "fractions": ["half"]}})", false},
+        {R"({"window": {}})", false},
     };
-    const Case cases[] = {
-        {R"({"pane": {"path": "/a"}, "group": {"vertical": true, "children": []}})", wrongKeys},
-        {R"({})", wrongKeys},
-        {R"({"group": {"vertical": true, "children": [{"pane": {"path": "/a"}, "x": 1}]}})",
-         wrongKeys},
-        {R"({"pane": {}})", std::nullopt},
-        {R"({"pane": {"path": 3}})", std::nullopt},
-        {R"({"pane": "/a"})", std::nullopt},
-        {R"({"group": {"children": []}})", std::nullopt},
-        {R"({"group": {"vertical": true}})", std::nullopt},
-        {R"({"group": {"vertical": true, "children": [], "fractions": ["half"]}})", std::nullopt},
-        {R"({"window": {}})", std::nullopt},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.json);
-        const auto decoded = Tree::fromJson(parse(c.json));
-        ASSERT_FALSE(decoded.has_value());
-        EXPECT_FALSE(decoded.error().isEmpty());
-        if (c.message) {
-            EXPECT_EQ(decoded.error(), *c.message);
+    for (const auto& [json, wrongKeys] : cases) {
+        const auto decoded = Tree::fromJson(parse(json));
+        ASSERT_FALSE(decoded.has_value()) << json;
+        EXPECT_FALSE(decoded.error().isEmpty()) << json;
+        if (wrongKeys) {
+            EXPECT_EQ(decoded.error(), kWrongKeys) << json;
         }
     }
     EXPECT_FALSE(Tree::fromJson(QJsonValue(QStringLiteral("/a"))).has_value());
@@ -124,31 +110,26 @@ TEST(PaneTreeLayoutTest, RejectsMalformedTrees)
 TEST(PaneLayoutTest, ResolvesOldRecordsWithoutATree)
 {
     const QString home = Location::folder(PathText::homeFolder()).toText();
-    const auto side = [](QString a, QString b, std::optional<std::vector<double>> f) {
-        return Tree::group(true, {Tree::pane(a), Tree::pane(b)}, std::move(f));
+    const auto side = [](std::optional<std::vector<double>> f) {
+        return Tree::group(true, {Tree::pane("/a"), Tree::pane("/b")}, std::move(f));
     };
     struct Case {
-        const char* name;
         QStringList paths;
         std::optional<double> divider;
         Tree expected;
     };
     const Case cases[] = {
-        {"empty record", {}, std::nullopt, Tree::pane(home)},
-        {"one path", {"/a"}, 0.3, Tree::pane("/a")},
-        {"two paths", {"/a", "/b"}, std::nullopt, side("/a", "/b", std::nullopt)},
-        {"two paths and divider",
-         {"/a", "/b"},
-         0.25,
-         side("/a", "/b", std::vector<double>{0.25, 0.75})},
-        {"three paths", {"/a", "/b", "/c"}, 0.25, side("/a", "/b", std::nullopt)},
+        {{}, std::nullopt, Tree::pane(home)},
+        {{"/a"}, 0.3, Tree::pane("/a")},
+        {{"/a", "/b"}, std::nullopt, side(std::nullopt)},
+        {{"/a", "/b"}, 0.25, side(std::vector<double>{0.25, 0.75})},
+        {{"/a", "/b", "/c"}, 0.25, side(std::nullopt)},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
         PaneLayout layout;
         layout.paths = c.paths;
         layout.dividerFraction = c.divider;
-        EXPECT_EQ(layout.resolvedTree(), c.expected);
+        EXPECT_EQ(layout.resolvedTree(), c.expected) << c.paths.join(' ').toStdString();
     }
     PaneLayout withTree;
     withTree.paths = {"/x"};
@@ -166,12 +147,10 @@ TEST(PaneLayoutTest, WritesOptionalKeysOnlyWhenPresentAndRoundTrips)
     full.activeIndex = 2;
     full.dividerFraction = 0.4;
     full.tree = nestedTree();
-    const QJsonObject json = full.toJson();
-    EXPECT_EQ(json.keys(), QStringList({"activeIndex", "dividerFraction", "paths", "tree"}));
-    for (const PaneLayout& layout : {plain, full}) {
-        const QByteArray text = QJsonDocument(layout.toJson()).toJson();
-        EXPECT_EQ(PaneLayout::fromJson(QJsonDocument::fromJson(text).object()), layout);
-    }
+    EXPECT_EQ(full.toJson().keys(),
+              QStringList({"activeIndex", "dividerFraction", "paths", "tree"}));
+    for (const PaneLayout& layout : {plain, full})
+        EXPECT_EQ(throughText(layout), layout);
 }
 
 TEST(PaneLayoutTest, RejectsMalformedRecords)
@@ -185,16 +164,15 @@ TEST(PaneLayoutTest, RejectsMalformedRecords)
         R"({"paths": ["/a"], "activeIndex": 0, "dividerFraction": "half"})",
     };
     for (const char* json : cases) {
-        SCOPED_TRACE(json);
         const auto decoded = PaneLayout::fromJson(parse(json));
-        ASSERT_FALSE(decoded.has_value());
-        EXPECT_FALSE(decoded.error().isEmpty());
+        ASSERT_FALSE(decoded.has_value()) << json;
+        EXPECT_FALSE(decoded.error().isEmpty()) << json;
     }
     // A broken tree makes the whole record unreadable, with the tree's message.
     const auto broken = PaneLayout::fromJson(
         parse(R"({"paths": ["/a"], "activeIndex": 0, "tree": {"pane": {"path": "/a"}, "x": {}}})"));
     ASSERT_FALSE(broken.has_value());
-    EXPECT_EQ(broken.error(), QStringLiteral("Invalid number of keys found, expected one."));
+    EXPECT_EQ(broken.error(), kWrongKeys);
 }
 
 } // namespace

@@ -1,8 +1,11 @@
 #include "support/TempDir.h"
 
+#include "core/AppDefaults.h"
+
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <system_error>
@@ -56,8 +59,36 @@ fs::path TempDir::link(std::string_view relative, std::string_view target) const
     return p;
 }
 
+ScratchSettings::ScratchSettings()
+    : m_oldConfig(qgetenv("XDG_CONFIG_HOME"))
+{
+    qputenv("XDG_CONFIG_HOME", QByteArray::fromStdString(m_config.path().string()));
+    qunsetenv("QUILLO_DEFAULTS_SUITE");
+    AppDefaults::resetForTesting();
+}
+
+ScratchSettings::~ScratchSettings()
+{
+    qunsetenv("QUILLO_DEFAULTS_SUITE");
+    qputenv("XDG_CONFIG_HOME", m_oldConfig);
+    AppDefaults::resetForTesting();
+}
+
+fs::path ScratchSettings::file(const std::string& suite) const
+{
+    return m_config.path() / "Quillo" / (suite + ".conf");
+}
+
 void setModificationTime(const fs::path& path, int64_t seconds)
 {
     timespec times[2] = {{seconds, 0}, {seconds, 0}};
     ::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW);
+}
+
+std::string readFile(const fs::path& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -27,5 +28,18 @@ private:
     std::filesystem::path m_path;
 };
 
+// Settings stores in a scratch config folder with no suite chosen, for as long as it lives.
+class ScratchSettings {
+public:
+    ScratchSettings();
+    ~ScratchSettings();
+    std::filesystem::path file(const std::string& suite) const;
+
+private:
+    TempDir m_config;
+    QByteArray m_oldConfig;
+};
+
 // Sets the modification time of a path (not following links), in seconds.
 void setModificationTime(const std::filesystem::path& path, int64_t seconds);
+std::string readFile(const std::filesystem::path& path);
