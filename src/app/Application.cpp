@@ -1,15 +1,24 @@
 #include "app/Application.h"
 
 #include "browser/BrowserWindow.h"
+#include "browser/DialogPrompter.h"
+#include "browser/OperationsPanel.h"
 #include "core/AppLocale.h"
+#include "operations/FileOperationManager.h"
+#include "operations/OperationsStore.h"
 
 #include <QApplication>
 #include <QIcon>
 
 Application::Application(QObject* parent)
     : QObject(parent)
+    , m_operationsPanel(std::make_unique<OperationsPanel>(OperationsStore::shared()))
 {
+    // Undo and redo have no window of their own; their alerts are application-modal.
+    FileOperationManager::shared().setFallbackPrompter(std::make_shared<DialogPrompter>(nullptr));
 }
+
+Application::~Application() = default;
 
 void Application::configure()
 {

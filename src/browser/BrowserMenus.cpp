@@ -1,6 +1,7 @@
 #include "browser/BrowserMenus.h"
 
 #include "browser/BrowserWindow.h"
+#include "browser/FileCommandMenus.h"
 #include "browser/PaneContainer.h"
 #include "browser/PaneView.h"
 #include "core/Preferences.h"
@@ -40,8 +41,9 @@ void buildFileMenu(BrowserWindow& w)
             w.newTab(pane->location());
     });
     menu->addSeparator();
-    add(menu, "開く", {QKeySequence(QStringLiteral("Ctrl+O"))},
-        [&w] { w.withActivePane(&PaneView::openSelection); });
+    FileCommandMenus::addFileItems(menu, w);
+    menu->addSeparator();
+    FileCommandMenus::addTransferItems(menu, w);
     menu->addSeparator();
     add(menu, "閉じる", {QKeySequence(QStringLiteral("Ctrl+W"))}, [&w] { w.closeCurrentTab(); });
 }
@@ -49,6 +51,9 @@ void buildFileMenu(BrowserWindow& w)
 void buildEditMenu(BrowserWindow& w)
 {
     QMenu* menu = w.menuBar()->addMenu(QStringLiteral("編集"));
+    FileCommandMenus::addUndoItems(menu);
+    menu->addSeparator();
+    FileCommandMenus::addClipboardItems(menu, w);
     add(menu, "すべてを選択", {QKeySequence(QStringLiteral("Ctrl+A"))}, [&w] {
         if (PaneView* pane = w.activePane())
             pane->listView()->selectAll();

@@ -3,9 +3,11 @@
 #include "browser/IconCache.h"
 #include "core/TextFolding.h"
 #include "files/FileColumn.h"
+#include "operations/FileClipboard.h"
 
 #include <QDateTime>
 #include <QLocale>
+#include <QMimeData>
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -305,6 +307,8 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const
     switch (role) {
     case Qt::DisplayRole:
         return displayText(entry, index.column());
+    case Qt::EditRole:
+        return index.column() == 0 ? QVariant(entry.name) : QVariant();
     case Qt::DecorationRole:
         if (index.column() == 0)
             return IconCache::icon(entry);
@@ -333,8 +337,58 @@ QVariant FileListModel::headerData(int section, Qt::Orientation orientation, int
 Qt::ItemFlags FileListModel::flags(const QModelIndex& index) const
 {
     if (!index.isValid())
-        return Qt::NoItemFlags;
-    return Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+        return m_root && m_root->entry.isFolder && !m_root->entry.path.empty()
+                   ? Qt::ItemIsDropEnabled
+                   : Qt::NoItemFlags;
+    Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsDragEnabled;
+    if (index.column() == 0)
+        flags |= Qt::ItemIsEditable;
+    if (nodeForIndex(index)->entry.isFolder)
+        flags |= Qt::ItemIsDropEnabled;
+    return flags;
+}
+
+QStringList FileListModel::mimeTypes() const
+{
+    return {QStringLiteral("text/uri-list"), QStringLiteral("x-special/gnome-copied-files")};
+}
+
+QMimeData* FileListModel::mimeData(const QModelIndexList& indexes) const
+{
+    std::vector<std::filesystem::path> paths;
+    std::unordered_set<const FileNode*> seen;
+    for (const QModelIndex& index : indexes) {
+        const FileNode* node = nodeForIndex(index);
+        if (seen.insert(node).second)
+            paths.push_back(node->entry.path);
+    }
+    return FileClipboard::makeMimeData(paths, false).release();
+}
+
+Qt::DropActions FileListModel::supportedDropActions() const
+{
+    return Qt::CopyAction | Qt::MoveAction;
+}
+
+Qt::DropActions FileListModel::supportedDragActions() const
+{
+    return Qt::CopyAction | Qt::MoveAction;
+}
+
+bool FileListModel::dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int,
+                                 const QModelIndex& parent)
+{
+    if (!data || !m_root || (action != Qt::CopyAction && action != Qt::MoveAction))
+        return false;
+    // Onto a folder row: into that folder; between rows or onto a file: its folder.
+    const FileNode* target = nodeForIndex(parent);
+    if (row < 0 && parent.isValid() && !target->entry.isFolder)
+        target = target->parent();
+    if (!target || !target->entry.isFolder)
+        return false;
+    Q_EMIT filesDropped(*data, target->entry.path, action);
+    // The operation manager does the work; the view must not remove rows itself.
+    return false;
 }
 
 bool FileListModel::canFetchMore(const QModelIndex& parent) const

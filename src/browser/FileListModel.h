@@ -56,10 +56,19 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
     Qt::ItemFlags flags(const QModelIndex& index) const override;
     bool canFetchMore(const QModelIndex& parent) const override;
+    QStringList mimeTypes() const override;
+    QMimeData* mimeData(const QModelIndexList& indexes) const override;
+    Qt::DropActions supportedDropActions() const override;
+    Qt::DropActions supportedDragActions() const override;
+    bool dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
+                      const QModelIndex& parent) override;
     void fetchMore(const QModelIndex& parent) override;
 
 Q_SIGNALS:
     void folderNeedsReading(FileNode* folder);
+    // Files were dropped onto `folder`; the pane hands them to the operation manager.
+    void filesDropped(const QMimeData& data, const std::filesystem::path& folder,
+                      Qt::DropAction action);
 
 private:
     // `reloaded`: the folder whose children the mutation replaces, or null.

@@ -19,6 +19,9 @@ FileTreeView::FileTreeView(ListKeyTarget& target, QWidget* parent)
     setAlternatingRowColors(true);
     setSortingEnabled(false);
     setTextElideMode(Qt::ElideRight);
+    setDragDropMode(QAbstractItemView::DragDrop);
+    setDefaultDropAction(Qt::CopyAction);
+    setDropIndicatorShown(true);
     header()->setSectionsClickable(true);
     header()->setSortIndicatorShown(true);
     header()->setStretchLastSection(true);
@@ -26,6 +29,12 @@ FileTreeView::FileTreeView(ListKeyTarget& target, QWidget* parent)
 
 void FileTreeView::keyPressEvent(QKeyEvent* event)
 {
+    // Return that commits an inline rename travels on from the editor to the list;
+    // it must not open the item as well.
+    if (state() == QAbstractItemView::EditingState) {
+        event->ignore();
+        return;
+    }
     if (handleListKey(event))
         return;
     const bool plain = !(event->modifiers() & (Qt::ControlModifier | Qt::AltModifier |

@@ -2,21 +2,20 @@
 
 #include "browser/FileListModel.h"
 #include "browser/FilterBar.h"
+#include "browser/PaneFileActions.h"
 #include "browser/PaneStatusBar.h"
 #include "browser/PathBar.h"
+#include "browser/RenameDelegate.h"
 #include "core/PathText.h"
 #include "core/Preferences.h"
 #include "files/DirectoryReader.h"
 #include "files/FileColumn.h"
 #include "files/FileNode.h"
 #include "files/PaneState.h"
-#include "platform/DefaultApplication.h"
-#include "platform/DirectoryScanner.h"
 
 #include <QApplication>
 #include <QHeaderView>
 #include <QLabel>
-#include <QMessageBox>
 #include <QStackedWidget>
 #include <QVBoxLayout>
 #include <QtConcurrent>
@@ -58,6 +57,17 @@ void PaneView::buildWidgets()
     m_pathBar = new PathBar(this);
     m_list = new FileTreeView(*this, this);
     m_list->setModel(m_model);
+    auto* renameDelegate = new RenameDelegate(m_list);
+    m_list->setItemDelegateForColumn(0, renameDelegate);
+    m_fileActions = new PaneFileActions(*this);
+    connect(renameDelegate, &RenameDelegate::renameRequested, this,
+            [this](const QPersistentModelIndex& index, const QString& name) {
+                if (!index.isValid())
+                    return;
+                const FileEntry& entry = m_model->nodeForIndex(index)->entry;
+                if (name != entry.name)
+                    m_fileActions->rename(FileItem{entry.path, entry.identity}, name);
+            });
     for (size_t i = 0; i < kFileColumns.size(); ++i)
         m_list->setColumnWidth(int(i), kFileColumns[i].initialWidth);
     m_list->header()->setMinimumSectionSize(50);
@@ -84,6 +94,12 @@ void PaneView::buildWidgets()
 void PaneView::connectSignals()
 {
     connect(m_model, &FileListModel::folderNeedsReading, this, &PaneView::startReading);
+    connect(m_model, &FileListModel::filesDropped, this,
+            [this](const QMimeData& data, const fs::path& folder, Qt::DropAction action) {
+                m_fileActions->drop(data, folder, action);
+            });
+    connect(&FileOperationManager::shared(), &FileOperationManager::foldersChanged, this,
+            &PaneView::reloadFolders);
     connect(m_list, &QTreeView::doubleClicked, this, [this] { openSelection(); });
     connect(m_list->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
         m_state->setSelectedCount(int(m_list->selectionModel()->selectedRows().size()));
@@ -93,7 +109,10 @@ void PaneView::connectSignals()
             &PaneView::preferencesChanged);
     connect(m_pathBar, &PathBar::segmentClicked, this,
             [this](const fs::path& folder) { navigate(Location::folder(folder), std::nullopt); });
-    connect(m_pathBar, &PathBar::pathEntered, this, &PaneView::navigateToTypedPath);
+    connect(m_pathBar, &PathBar::locationEntered, this,
+            [this](const Location& target, const std::optional<fs::path>& select) {
+                navigate(target, select);
+            });
     connect(m_pathBar, &PathBar::editingFinished, this, [this](bool focus) {
         m_state->setEditingPath(false);
         if (focus)
@@ -109,13 +128,8 @@ void PaneView::connectSignals()
 
 void PaneView::updateActiveMark()
 {
-    // With several panes, a coloured rule under the path bar marks where the keys go.
-    const bool marked = m_state->isInSplit() && m_state->isActive();
-    m_pathBar->setAutoFillBackground(true);
-    QPalette palette = m_pathBar->palette();
-    palette.setColor(QPalette::Window, marked ? palette.color(QPalette::Highlight).lighter(170)
-                                              : QApplication::palette().color(QPalette::Window));
-    m_pathBar->setPalette(palette);
+    // With several panes, a coloured path bar marks where the keys go.
+    m_pathBar->setMarked(m_state->isInSplit() && m_state->isActive());
 }
 
 const Location& PaneView::location() const
@@ -136,8 +150,8 @@ void PaneView::navigate(const Location& target, const std::optional<fs::path>& s
     m_model->setRoot(rootEntry(target));
     m_pendingSelection.reset();
     if (select)
-        m_pendingSelection =
-            PendingSelection{PathText::standardized(*select), QDeadlineTimer(kPendingSelectionMs)};
+        m_pendingSelection = PendingSelection{
+            {PathText::standardized(*select)}, QDeadlineTimer(kPendingSelectionMs), false};
     m_state->setItemCount(0);
     m_state->setSelectedCount(0);
     m_state->setEditingPath(false);
@@ -197,6 +211,8 @@ void PaneView::finishReading(uint64_t generation, uint64_t sequence, const fs::p
     if (node == root)
         finishRootReading(folder, result ? nullptr : &result.error());
     applyPendingSelection();
+    // Rows that vanished take their selection with them without a selection signal.
+    m_state->setSelectedCount(int(m_list->selectionModel()->selectedRows().size()));
 }
 
 void PaneView::finishRootReading(const fs::path& folder, const Error* error)
@@ -228,17 +244,58 @@ void PaneView::applyPendingSelection()
         m_pendingSelection.reset();
         return;
     }
-    FileNode* node = m_model->root()->findByPath(m_pendingSelection->path);
-    if (!node)
+    if (!m_model->root()->findByPath(m_pendingSelection->paths.front()))
         return;
+    const PendingSelection pending = std::move(*m_pendingSelection);
     m_pendingSelection.reset();
-    const QModelIndex index = m_model->indexForNode(node);
-    if (!index.isValid())
+    selectPaths(pending.paths);
+    if (m_list->currentIndex().isValid())
+        m_list->scrollTo(m_list->currentIndex(), QAbstractItemView::PositionAtCenter);
+    if (pending.rename)
+        beginRename();
+}
+
+void PaneView::selectWhenListed(std::vector<fs::path> paths, bool rename)
+{
+    if (paths.empty())
         return;
-    m_list->setCurrentIndex(index);
-    m_list->selectionModel()->select(index, QItemSelectionModel::ClearAndSelect |
-                                                QItemSelectionModel::Rows);
-    m_list->scrollTo(index, QAbstractItemView::PositionAtCenter);
+    for (auto& path : paths)
+        path = PathText::standardized(path);
+    m_pendingSelection =
+        PendingSelection{std::move(paths), QDeadlineTimer(kPendingSelectionMs), rename};
+    applyPendingSelection();
+}
+
+void PaneView::reloadFolders(const std::vector<fs::path>& folders)
+{
+    if (!location().isFolder() || !m_model->root())
+        return;
+    for (const fs::path& folder : folders) {
+        const fs::path standard = PathText::standardized(folder);
+        FileNode* root = m_model->root();
+        FileNode* node = root->entry.path == standard ? root : root->findByPath(standard);
+        if (node && (node == root || node->childrenLoaded()))
+            startReading(node);
+    }
+}
+
+std::vector<FileItem> PaneView::selectedItems() const
+{
+    std::vector<FileItem> items;
+    for (const QModelIndex& index : m_list->selectionModel()->selectedRows()) {
+        const FileEntry& entry = m_model->nodeForIndex(index)->entry;
+        items.push_back(FileItem{entry.path, entry.identity});
+    }
+    return items;
+}
+
+void PaneView::beginRename()
+{
+    const QModelIndex current = m_list->currentIndex();
+    if (!current.isValid() || !location().isFolder())
+        return;
+    m_list->scrollTo(current);
+    m_list->edit(current.siblingAtColumn(0));
 }
 
 void PaneView::goBack()
@@ -370,30 +427,16 @@ void PaneView::applyFilter(const QString& text)
 
 void PaneView::openSelection()
 {
-    const QModelIndexList rows = m_list->selectionModel()->selectedRows();
     const FileNode* folder = nullptr;
     std::vector<fs::path> files;
-    for (const QModelIndex& index : rows) {
+    for (const QModelIndex& index : m_list->selectionModel()->selectedRows()) {
         const FileNode* node = m_model->nodeForIndex(index);
         if (node->entry.isFolder && !folder)
             folder = node;
         else if (!node->entry.isFolder)
             files.push_back(node->entry.path);
     }
-    for (const fs::path& file : files) {
-        // Launching may wait on D-Bus activation; keep it off the main thread.
-        QtConcurrent::run([file] {
-            return DefaultApplication::open(file);
-        }).then(this, [this](std::expected<void, QString> result) {
-            if (result)
-                return;
-            auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Quillo"),
-                                        result.error(), QMessageBox::Ok, this);
-            box->setAttribute(Qt::WA_DeleteOnClose);
-            box->setWindowModality(Qt::WindowModal);
-            box->open();
-        });
-    }
+    m_fileActions->openFiles(files);
     if (folder)
         navigate(Location::folder(folder->entry.path));
 }
@@ -451,31 +494,4 @@ void PaneView::refreshCapacity()
             if (generation == m_generation)
                 m_state->setAvailableCapacity(bytes);
         });
-}
-
-void PaneView::navigateToTypedPath(const QString& typed)
-{
-    QString text = typed.trimmed();
-    if (text.isEmpty())
-        return;
-    const Location typedLocation = Location::fromText(text);
-    if (typedLocation.isTag()) {
-        navigate(typedLocation);
-        return;
-    }
-    if (text == QStringLiteral("~") || text.startsWith(QStringLiteral("~/")))
-        text = PathText::display(PathText::homeFolder()) + text.mid(1);
-    fs::path path = PathText::fromText(text);
-    if (path.is_relative() && location().isFolder())
-        path = location().path() / path;
-    path = PathText::standardized(path);
-    // A typed file opens its folder with the file selected.
-    QtConcurrent::run([path] {
-        return DirectoryScanner::isDirectory(path) || !DirectoryScanner::exists(path);
-    }).then(this, [this, path](bool folderOrMissing) {
-        if (folderOrMissing)
-            navigate(Location::folder(path));
-        else
-            navigate(Location::folder(PathText::parent(path)), path);
-    });
 }

@@ -6,6 +6,7 @@
 #include "core/Location.h"
 #include "files/DirectoryReader.h"
 #include "files/FileEntry.h"
+#include "operations/FileOperationManager.h"
 
 #include <QDeadlineTimer>
 #include <QWidget>
@@ -16,6 +17,7 @@
 #include <vector>
 
 class FileListModel;
+class PaneFileActions;
 class FileNode;
 class FilterBar;
 class PaneState;
@@ -38,6 +40,7 @@ public:
     FileTreeView* listView() const { return m_list; }
     FileListModel* model() const { return m_model; }
     PaneStatusBar* statusBar() const { return m_statusBar; }
+    PaneFileActions& fileActions() const { return *m_fileActions; }
 
     void navigate(const Location& target, const std::optional<std::filesystem::path>& select = {},
                   bool recordHistory = true);
@@ -50,6 +53,13 @@ public:
     void editPath();
     void focusList();
     std::vector<std::filesystem::path> selectedPaths() const;
+    // The selection with the identities read with it, for operations.
+    std::vector<FileItem> selectedItems() const;
+    // Selects the paths (and optionally renames the first) once a listing shows them.
+    void selectWhenListed(std::vector<std::filesystem::path> paths, bool rename = false);
+    // Re-reads those of the folders that this pane has read.
+    void reloadFolders(const std::vector<std::filesystem::path>& folders);
+    void beginRename();
 
     // ListKeyTarget
     bool isFilterOpen() const override;
@@ -76,7 +86,6 @@ private:
     void preferencesChanged();
     void headerClicked(int section);
     void refreshCapacity();
-    void navigateToTypedPath(const QString& text);
     void updateSortIndicator();
     void showError(const QString& message);
     void updateActiveMark();
@@ -89,6 +98,7 @@ private:
     PaneStatusBar* m_statusBar = nullptr;
     QStackedWidget* m_stack = nullptr;
     QLabel* m_errorLabel = nullptr;
+    PaneFileActions* m_fileActions = nullptr;
 
     FileSort m_sort;
     bool m_showHidden = false;
@@ -96,8 +106,9 @@ private:
     uint64_t m_readSequence = 0;
     std::unordered_map<std::string, uint64_t> m_latestRead; // folder → newest reading
     struct PendingSelection {
-        std::filesystem::path path;
+        std::vector<std::filesystem::path> paths;
         QDeadlineTimer deadline;
+        bool rename = false; // start inline rename on the first path
     };
     std::optional<PendingSelection> m_pendingSelection;
     std::vector<std::filesystem::path> m_selectionBeforeFilter;

@@ -1,13 +1,16 @@
 #include "browser/PathBar.h"
 
 #include "core/PathText.h"
+#include "platform/DirectoryScanner.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QStackedLayout>
 #include <QToolButton>
+#include <QtConcurrent>
 
 PathBar::PathBar(QWidget* parent)
     : QWidget(parent)
@@ -28,7 +31,7 @@ PathBar::PathBar(QWidget* parent)
         const QString text = m_edit->text();
         endEditing();
         Q_EMIT editingFinished(true);
-        Q_EMIT pathEntered(text);
+        resolveTypedPath(text);
     });
 }
 
@@ -111,4 +114,40 @@ bool PathBar::eventFilter(QObject* watched, QEvent* event)
         Q_EMIT editingFinished(false);
     }
     return QWidget::eventFilter(watched, event);
+}
+
+void PathBar::setMarked(bool marked)
+{
+    setAutoFillBackground(true);
+    QPalette colours = palette();
+    colours.setColor(QPalette::Window,
+                     marked ? QApplication::palette().color(QPalette::Highlight).lighter(170)
+                            : QApplication::palette().color(QPalette::Window));
+    setPalette(colours);
+}
+
+void PathBar::resolveTypedPath(const QString& typed)
+{
+    QString text = typed.trimmed();
+    if (text.isEmpty())
+        return;
+    const Location typedLocation = Location::fromText(text);
+    if (typedLocation.isTag()) {
+        Q_EMIT locationEntered(typedLocation, std::nullopt);
+        return;
+    }
+    if (text == QStringLiteral("~") || text.startsWith(QStringLiteral("~/")))
+        text = PathText::display(PathText::homeFolder()) + text.mid(1);
+    std::filesystem::path path = PathText::fromText(text);
+    if (path.is_relative() && m_location.isFolder())
+        path = m_location.path() / path;
+    path = PathText::standardized(path);
+    QtConcurrent::run([path] {
+        return DirectoryScanner::isDirectory(path) || !DirectoryScanner::exists(path);
+    }).then(this, [this, path](bool folderOrMissing) {
+        if (folderOrMissing)
+            Q_EMIT locationEntered(Location::folder(path), std::nullopt);
+        else
+            Q_EMIT locationEntered(Location::folder(PathText::parent(path)), path);
+    });
 }

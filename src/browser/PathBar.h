@@ -3,6 +3,7 @@
 #include "core/Location.h"
 
 #include <QWidget>
+#include <optional>
 
 class QHBoxLayout;
 class QLineEdit;
@@ -19,10 +20,14 @@ public:
     void beginEditing();
     void endEditing();
     bool isEditing() const;
+    void setMarked(bool marked);
 
 Q_SIGNALS:
     void segmentClicked(const std::filesystem::path& folder);
-    void pathEntered(const QString& text);
+    // A typed path, resolved off the main thread: a folder, or a file's folder with
+    // the file to select.
+    void locationEntered(const Location& location,
+                         const std::optional<std::filesystem::path>& select);
     // Return or Escape give the list its focus back; leaving the field does not.
     void editingFinished(bool focusList);
 
@@ -31,6 +36,7 @@ protected:
 
 private:
     void rebuildSegments();
+    void resolveTypedPath(const QString& typed);
 
     Location m_location;
     QStackedLayout* m_stack = nullptr;

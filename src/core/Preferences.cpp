@@ -9,6 +9,7 @@ const QString kSortAscending = QStringLiteral("sortAscending");
 const QString kFolderSizes = QStringLiteral("calculateFolderSizes");
 const QString kColorFolders = QStringLiteral("colorFoldersByTag");
 const QString kVimKeys = QStringLiteral("vimKeyBindings");
+const QString kConfirmPaneTransfer = QStringLiteral("confirmPaneTransfer");
 } // namespace
 
 Preferences& Preferences::shared()
@@ -75,6 +76,19 @@ bool Preferences::vimKeyBindings() const
 void Preferences::setVimKeyBindings(bool on)
 {
     setBool(kVimKeys, on, false);
+}
+
+bool Preferences::confirmPaneTransfer() const
+{
+    return boolValue(kConfirmPaneTransfer, true);
+}
+void Preferences::setConfirmPaneTransfer(bool on)
+{
+    // Not a display setting: no listing changes, so no signal.
+    if (confirmPaneTransfer() == on)
+        return;
+    AppDefaults::store().setValue(kConfirmPaneTransfer, on);
+    AppDefaults::store().sync();
 }
 
 FileSort Preferences::sort() const

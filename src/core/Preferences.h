@@ -26,6 +26,10 @@ public:
     bool vimKeyBindings() const;
     void setVimKeyBindings(bool on);
 
+    // Ask before copying or moving to the other pane; "今後は確認しない" turns it off.
+    bool confirmPaneTransfer() const;
+    void setConfirmPaneTransfer(bool on);
+
     // Reads a Boolean key, accepting the text forms an INI file gives back.
     static bool boolValue(const QString& key, bool fallback);
 

@@ -55,6 +55,7 @@ void fill(FileEntry& entry, const ScannedItem& item, std::string_view nameBytes)
     if (!entry.isFolder)
         entry.size = item.size;
     entry.dateModified = item.modifiedNs;
+    entry.identity = FileIdentity{uint64_t(item.device), uint64_t(item.inode)};
     const KindInfo info =
         entry.isFolder ? KindCache::forFolder() : KindCache::forFileName(nameBytes);
     entry.kind = info.kind;

@@ -1,13 +1,15 @@
 #pragma once
 
+#include "core/FileIdentity.h"
+
 #include <QByteArray>
 #include <QString>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 
-// One listed item. The ten fields below take part in equality; nameKey and
-// iconName are derived from them when the entry is read and only speed things up.
+// One listed item. The ten fields below take part in equality; nameKey,
+// iconName and identity are derived when the entry is read.
 struct FileEntry {
     std::filesystem::path path; // as listed, links not resolved
     QString name;               // last component as shown; "/" for the root
@@ -20,8 +22,9 @@ struct FileEntry {
     QString kind;                        // Japanese type description, may be empty
     std::optional<QString> tagSortKey;   // only while sorting by tags
 
-    QByteArray nameKey; // ICU collation key of name, made once when read
-    QString iconName;   // theme icon name for the MIME type
+    QByteArray nameKey;                   // ICU collation key of name, made once when read
+    QString iconName;                     // theme icon name for the MIME type
+    std::optional<FileIdentity> identity; // absent when the item could not be stat'ed
 
     // The letter quillo-tool prints: d folder, f file, l link to a file or dangling,
     // L link to a folder.

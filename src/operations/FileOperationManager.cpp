@@ -1,0 +1,385 @@
+#include "operations/FileOperationManager.h"
+
+#include "core/MainThread.h"
+#include "core/PathText.h"
+#include "core/Preferences.h"
+#include "operations/FileNaming.h"
+#include "operations/FileTransfer.h"
+#include "operations/OperationAlerts.h"
+#include "operations/TransferJob.h"
+#include "operations/TransferSteps.h"
+#include "operations/UndoCommands.h"
+#include "platform/FileCopier.h"
+
+#include <QThreadPool>
+#include <QUndoStack>
+#include <QtConcurrent/QtConcurrent>
+#include <algorithm>
+
+namespace fs = std::filesystem;
+using namespace OperationAlerts;
+
+namespace {
+
+std::vector<fs::path> parentsOf(const std::vector<fs::path>& paths)
+{
+    std::vector<fs::path> folders;
+    for (const fs::path& path : paths) {
+        const fs::path folder = PathText::parent(path);
+        if (std::find(folders.begin(), folders.end(), folder) == folders.end())
+            folders.push_back(folder);
+    }
+    return folders;
+}
+
+std::vector<FileItem> standardized(std::vector<FileItem> items)
+{
+    for (FileItem& item : items)
+        item.path = PathText::standardized(item.path);
+    return items;
+}
+
+struct TrashOutcome {
+    std::vector<TrashedItem> trashed;
+    std::vector<FileItem> withoutTrash; // on a volume with no usable trash
+    std::vector<Alert> failures;
+};
+
+TrashOutcome trashItems(const std::vector<FileItem>& items)
+{
+    TrashOutcome out;
+    for (const FileItem& item : items) {
+        const QString name = PathText::displayName(item.path);
+        if (!TransferSteps::matchesIdentity(item)) {
+            out.failures.push_back(changedSinceShown(name));
+            continue;
+        }
+        auto trashed = Trash::moveToTrash(item.path);
+        if (trashed)
+            out.trashed.push_back(*trashed);
+        else if (trashed.error().code == Trash::kNoTrash)
+            out.withoutTrash.push_back(item);
+        else
+            out.failures.push_back(trashFailed(name, trashed.error()));
+    }
+    return out;
+}
+
+struct Removal {
+    std::vector<fs::path> removed;
+    std::vector<Alert> failures;
+};
+
+Removal removeAll(const std::vector<FileItem>& items)
+{
+    Removal out;
+    for (const FileItem& item : items) {
+        const QString name = PathText::displayName(item.path);
+        if (!TransferSteps::matchesIdentity(item))
+            out.failures.push_back(changedSinceShown(name));
+        else if (auto removed = FileCopier::removeTree(item.path); !removed)
+            out.failures.push_back(deletionFailed(name, removed.error()));
+        else
+            out.removed.push_back(item.path);
+    }
+    return out;
+}
+
+struct Creation {
+    fs::path path;
+    std::optional<Error> error;
+};
+
+Creation makeUntitled(const fs::path& folder, bool isDirectory)
+{
+    const fs::path wished =
+        folder / PathText::fromText(isDirectory ? QStringLiteral("名称未設定フォルダ")
+                                                : QStringLiteral("名称未設定.txt"));
+    Creation out;
+    // Another program may take the free name between the probe and the creation.
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        out.path = FileNaming::uniquePath(wished, isDirectory, FileNaming::Style::numbered,
+                                          FileNaming::exists);
+        const Result<void> made =
+            isDirectory ? FileCopier::makeFolder(out.path) : FileCopier::makeEmptyFile(out.path);
+        out.error = made ? std::nullopt : std::optional<Error>(made.error());
+        if (made || made.error().code != EEXIST)
+            break;
+    }
+    return out;
+}
+
+// Nullopt when renamed, else what to tell.
+std::optional<Alert> renameChecked(const FileItem& item, const fs::path& to, const QString& newName)
+{
+    const QString name = PathText::displayName(item.path);
+    if (!TransferSteps::matchesIdentity(item))
+        return changedSinceShown(name);
+    if (FileNaming::exists(to) && !FileTransfer::isSameFile(item.path, to))
+        return nameTaken(newName);
+    if (auto done = TransferSteps::renameItem(item.path, to); !done)
+        return renameFailed(name, done.error());
+    return std::nullopt;
+}
+
+} // namespace
+
+FileOperationManager::FileOperationManager(QObject* parent)
+    : QObject(parent)
+    , m_undoStack(new QUndoStack(this))
+    , m_undoPool(new QThreadPool(this))
+{
+    m_undoPool->setMaxThreadCount(1);
+}
+
+FileOperationManager::~FileOperationManager()
+{
+    m_undoPool->waitForDone();
+}
+
+FileOperationManager& FileOperationManager::shared()
+{
+    static auto* instance = new FileOperationManager;
+    return *instance;
+}
+
+FileOperationManager::PrompterRef FileOperationManager::prompterFor(PrompterRef prompter) const
+{
+    return prompter ? prompter : m_fallbackPrompter;
+}
+
+void FileOperationManager::confirmTransfer(int count, const fs::path& destination,
+                                           TransferMode mode, PrompterRef prompter,
+                                           std::function<void(bool)> done)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    prompter = prompterFor(prompter);
+    if (!Preferences::shared().confirmPaneTransfer()) {
+        done(true);
+        return;
+    }
+    if (!prompter) {
+        done(false);
+        return;
+    }
+    prompter->present(OperationAlerts::confirmTransfer(count, destination, mode),
+                      [done = std::move(done)](Alert::Response response) {
+                          if (response.button != 0) {
+                              done(false);
+                              return;
+                          }
+                          if (response.suppressed)
+                              Preferences::shared().setConfirmPaneTransfer(false);
+                          done(true);
+                      });
+}
+
+void FileOperationManager::transfer(std::vector<FileItem> sources,
+                                    const fs::path& destinationFolder, TransferMode mode,
+                                    PrompterRef prompter, PathsDone done)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    auto* job =
+        new TransferJob(std::move(sources), destinationFolder, mode, prompterFor(prompter), this);
+    job->start([this, done = std::move(done)](const TransferRecord& record) {
+        transferFinished(record, done);
+    });
+}
+
+void FileOperationManager::transferFinished(const TransferRecord& record, const PathsDone& done)
+{
+    Paths destinations;
+    for (const auto& pair : record.pairs)
+        destinations.push_back(pair.second);
+    if (!record.pairs.empty()) {
+        pushUndo(new TransferCommand(record, [this](auto work) { runUndoWork(std::move(work)); }));
+        Q_EMIT foldersChanged(touchedFolders(record));
+    }
+    if (done)
+        done(std::move(destinations));
+}
+
+void FileOperationManager::moveToTrash(std::vector<FileItem> items, PrompterRef prompter,
+                                       PathsDone done)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    QtConcurrent::run([items = standardized(std::move(items))] { return trashItems(items); })
+        .then(this, [this, prompter = prompterFor(prompter),
+                     done = std::move(done)](TrashOutcome out) mutable {
+            trashFinished(std::move(out.trashed), std::move(out.withoutTrash),
+                          std::move(out.failures), std::move(prompter), std::move(done));
+        });
+}
+
+void FileOperationManager::trashFinished(std::vector<TrashedItem> trashed,
+                                         std::vector<FileItem> withoutTrash,
+                                         std::vector<Alert> failures, PrompterRef prompter,
+                                         PathsDone done)
+{
+    Paths gone;
+    for (const TrashedItem& item : trashed)
+        gone.push_back(item.original);
+    if (!trashed.empty()) {
+        pushUndo(new TrashCommand(std::move(trashed),
+                                  [this](auto work) { runUndoWork(std::move(work)); }));
+        Q_EMIT foldersChanged(parentsOf(gone));
+    }
+    // Items without a trash are deleted only after asking, one by one.
+    presentInOrder(prompter, std::move(failures),
+                   [this, prompter, withoutTrash = std::move(withoutTrash), gone = std::move(gone),
+                    done = std::move(done)]() mutable {
+                       askDeletionWithoutTrash(std::move(withoutTrash), {}, prompter,
+                                               [gone = std::move(gone), done](Paths removed) {
+                                                   Paths all = gone;
+                                                   all.insert(all.end(), removed.begin(),
+                                                              removed.end());
+                                                   if (done)
+                                                       done(std::move(all));
+                                               });
+                   });
+}
+
+void FileOperationManager::askDeletionWithoutTrash(std::vector<FileItem> items,
+                                                   std::vector<FileItem> confirmed,
+                                                   PrompterRef prompter,
+                                                   std::function<void(Paths)> done)
+{
+    if (items.empty() || !prompter) {
+        removeItems(std::move(confirmed), prompter, std::move(done));
+        return;
+    }
+    const FileItem item = items.front();
+    items.erase(items.begin());
+    prompter->present(confirmDeletionWithoutTrash(PathText::displayName(item.path)),
+                      [this, item, items = std::move(items), confirmed = std::move(confirmed),
+                       prompter, done = std::move(done)](Alert::Response response) mutable {
+                          if (response.button == 0)
+                              confirmed.push_back(item);
+                          askDeletionWithoutTrash(std::move(items), std::move(confirmed),
+                                                  std::move(prompter), std::move(done));
+                      });
+}
+
+void FileOperationManager::deletePermanently(std::vector<FileItem> items, PrompterRef prompter,
+                                             PathsDone done)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    prompter = prompterFor(prompter);
+    items = standardized(std::move(items));
+    if (items.empty() || !prompter) {
+        if (done)
+            done({});
+        return;
+    }
+    Paths paths;
+    for (const FileItem& item : items)
+        paths.push_back(item.path);
+    prompter->present(confirmDeletion(paths), [this, items = std::move(items), prompter,
+                                               done = std::move(done)](Alert::Response response) {
+        if (response.button == 0)
+            removeItems(items, prompter, done);
+        else if (done)
+            done({});
+    });
+}
+
+void FileOperationManager::removeItems(std::vector<FileItem> items, PrompterRef prompter,
+                                       PathsDone done)
+{
+    if (items.empty()) {
+        if (done)
+            done({});
+        return;
+    }
+    QtConcurrent::run([items = std::move(items)] {
+        return removeAll(items);
+    }).then(this, [this, prompter, done = std::move(done)](Removal out) {
+        if (!out.removed.empty())
+            Q_EMIT foldersChanged(parentsOf(out.removed));
+        presentInOrder(prompter, std::move(out.failures), [done, removed = out.removed] {
+            if (done)
+                done(removed);
+        });
+    });
+}
+
+void FileOperationManager::rename(const FileItem& item, const QString& newName,
+                                  PrompterRef prompter, PathDone done)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    prompter = prompterFor(prompter);
+    auto answer = [done](std::optional<fs::path> path) {
+        if (done)
+            done(std::move(path));
+    };
+    if (const auto invalid = FileNaming::validationError(newName)) {
+        presentInOrder(prompter, {message(*invalid)}, [answer] { answer(std::nullopt); });
+        return;
+    }
+    FileItem from{PathText::standardized(item.path), item.identity};
+    const fs::path to = PathText::parent(from.path) / PathText::fromStorableText(newName);
+    if (to == from.path) {
+        answer(std::nullopt);
+        return;
+    }
+    QtConcurrent::run([from, to, newName] {
+        return renameChecked(from, to, newName);
+    }).then(this, [this, from = from.path, to, prompter, answer](std::optional<Alert> refusal) {
+        if (refusal) {
+            presentInOrder(prompter, {*refusal}, [answer] { answer(std::nullopt); });
+            return;
+        }
+        pushUndo(new RenameCommand(from, to, [this](auto work) { runUndoWork(std::move(work)); }));
+        Q_EMIT foldersChanged({PathText::parent(to)});
+        answer(to);
+    });
+}
+
+void FileOperationManager::createFolder(const fs::path& folder, PrompterRef prompter, PathDone done)
+{
+    createItem(folder, true, std::move(prompter), std::move(done));
+}
+
+void FileOperationManager::createFile(const fs::path& folder, PrompterRef prompter, PathDone done)
+{
+    createItem(folder, false, std::move(prompter), std::move(done));
+}
+
+void FileOperationManager::createItem(const fs::path& folder, bool isDirectory,
+                                      PrompterRef prompter, PathDone done)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    QtConcurrent::run([folder = PathText::standardized(folder), isDirectory] {
+        return makeUntitled(folder, isDirectory);
+    })
+        .then(this, [this, isDirectory, prompter = prompterFor(prompter),
+                     done = std::move(done)](const Creation& made) {
+            auto answer = [done](std::optional<fs::path> path) {
+                if (done)
+                    done(std::move(path));
+            };
+            if (made.error) {
+                presentInOrder(prompter,
+                               {creationFailed(PathText::displayName(made.path), *made.error)},
+                               [answer] { answer(std::nullopt); });
+                return;
+            }
+            pushUndo(new CreationCommand(made.path, isDirectory,
+                                         [this](auto work) { runUndoWork(std::move(work)); }));
+            Q_EMIT foldersChanged({PathText::parent(made.path)});
+            answer(made.path);
+        });
+}
+
+void FileOperationManager::pushUndo(QUndoCommand* command)
+{
+    m_undoStack->push(command);
+}
+
+void FileOperationManager::runUndoWork(std::function<UndoReport()> work)
+{
+    QtConcurrent::run(m_undoPool, std::move(work)).then(this, [this](UndoReport report) {
+        Q_EMIT foldersChanged(report.folders);
+        presentInOrder(m_fallbackPrompter, std::move(report.failures));
+    });
+}

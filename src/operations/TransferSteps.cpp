@@ -1,0 +1,135 @@
+#include "operations/TransferSteps.h"
+
+#include "core/PathText.h"
+#include "operations/FileNaming.h"
+#include "operations/FileTransfer.h"
+#include "platform/FileCopier.h"
+
+#include <QUuid>
+
+namespace fs = std::filesystem;
+
+namespace TransferSteps {
+
+namespace {
+
+// A hidden sibling name short enough for any folder, where a replacement is made.
+fs::path besidePath(const fs::path& destination)
+{
+    const QString tag = QUuid::createUuid().toString(QUuid::Id128).left(12);
+    return PathText::parent(destination) / (".quillo-" + tag.toStdString());
+}
+
+// Undoes a transfer made to `madeAt`, so the item is back at its source.
+void putBack(const fs::path& source, const fs::path& madeAt, TransferMode mode)
+{
+    if (mode == TransferMode::copy) {
+        (void)FileCopier::removeTree(madeAt);
+        return;
+    }
+    TransferProgress uncancellable;
+    (void)FileTransfer::moveItem(madeAt, source,
+                                 FileTransfer::isSameVolume(madeAt, PathText::parent(source)),
+                                 uncancellable);
+}
+
+// The new item is made beside the old one and renamed over it only after the old
+// one is in the Trash, so a failure at any step leaves the old item where it was.
+Outcome replaceExisting(const Request& request, TransferProgress& progress)
+{
+    Outcome out{request.destination, std::nullopt, std::nullopt, false};
+    const fs::path& source = request.item.path;
+    const fs::path beside = besidePath(request.destination);
+    if (auto made = transferItem(source, beside, request.mode, progress); !made) {
+        out.error = made.error();
+        return out;
+    }
+    auto trashed = Trash::moveToTrash(request.destination);
+    if (!trashed) {
+        putBack(source, beside, request.mode);
+        out.error = trashed.error();
+        out.noTrash = trashed.error().code == Trash::kNoTrash;
+        return out;
+    }
+    if (auto placed = FileCopier::renameNoReplace(beside, request.destination); !placed) {
+        (void)Trash::restore(*trashed);
+        putBack(source, beside, request.mode);
+        out.error = placed.error();
+        return out;
+    }
+    out.replaced = *trashed;
+    return out;
+}
+
+} // namespace
+
+bool isInside(const fs::path& path, const fs::path& ancestor)
+{
+    const std::string& p = path.native();
+    const std::string& a = ancestor.native();
+    if (a == "/")
+        return p.size() > 1 && p.front() == '/';
+    return p.size() > a.size() && p.starts_with(a) && p[a.size()] == '/';
+}
+
+bool matchesIdentity(const FileItem& item)
+{
+    if (!item.identity)
+        return true;
+    const auto now = FileCopier::identity(item.path);
+    return now && *now == *item.identity;
+}
+
+Probe probe(const FileItem& item, const fs::path& folder, TransferMode mode)
+{
+    if (!matchesIdentity(item))
+        return {Probe::Kind::changed, {}};
+    const fs::path& source = item.path;
+    const fs::path destination = folder / source.filename();
+    // Also the same folder reached through another path (a link to it).
+    const auto existing = FileCopier::identity(destination);
+    if (PathText::parent(source) == folder ||
+        (existing && existing == FileCopier::identity(source)))
+        return {mode == TransferMode::move ? Probe::Kind::skip : Probe::Kind::duplicate,
+                destination};
+    return {existing ? Probe::Kind::conflict : Probe::Kind::free, destination};
+}
+
+Outcome perform(const Request& request, TransferProgress& progress)
+{
+    Outcome out;
+    if (!matchesIdentity(request.item)) {
+        out.changed = true;
+        return out;
+    }
+    if (request.replace)
+        return replaceExisting(request, progress);
+    const fs::path& source = request.item.path;
+    out.destination = request.destination;
+    if (request.keepBoth)
+        out.destination =
+            FileNaming::uniquePath(request.destination, FileTransfer::isDirectory(source),
+                                   FileNaming::Style::copy, FileNaming::exists);
+    if (auto done = transferItem(source, out.destination, request.mode, progress); !done)
+        out.error = done.error();
+    return out;
+}
+
+Result<void> transferItem(const fs::path& source, const fs::path& destination, TransferMode mode,
+                          TransferProgress& progress)
+{
+    if (mode == TransferMode::copy)
+        return FileTransfer::copyItem(source, destination, progress);
+    const bool sameVolume = FileTransfer::isSameVolume(source, PathText::parent(destination));
+    return FileTransfer::moveItem(source, destination, sameVolume, progress);
+}
+
+Result<void> renameItem(const fs::path& from, const fs::path& to)
+{
+    const auto target = FileCopier::identity(to);
+    if (target && target == FileCopier::identity(from))
+        return FileCopier::renameReplacing(from, to);
+    return FileCopier::renameNoReplace(from, to);
+}
+
+} // namespace TransferSteps

@@ -1,0 +1,208 @@
+#include "operations/UndoCommands.h"
+
+#include "core/PathText.h"
+#include "operations/FileOperation.h"
+#include "operations/OperationAlerts.h"
+#include "operations/TransferSteps.h"
+
+#include <algorithm>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void addFolder(std::vector<fs::path>& folders, const fs::path& folder)
+{
+    if (std::find(folders.begin(), folders.end(), folder) == folders.end())
+        folders.push_back(folder);
+}
+
+void noteFailure(UndoReport& report, const fs::path& path, const Error& error, bool undoing)
+{
+    const QString name = PathText::displayName(path);
+    report.failures.push_back(undoing ? OperationAlerts::undoFailed(name, error)
+                                      : OperationAlerts::redoFailed(name, error));
+}
+
+// A copy goes to the Trash (never deleted outright); a move goes back.
+Result<void> undoOne(TransferMode mode, const fs::path& source, const fs::path& destination)
+{
+    if (mode == TransferMode::copy) {
+        auto trashed = Trash::moveToTrash(destination);
+        if (!trashed)
+            return std::unexpected(trashed.error());
+        return {};
+    }
+    TransferProgress progress;
+    return TransferSteps::transferItem(destination, source, TransferMode::move, progress);
+}
+
+} // namespace
+
+std::vector<fs::path> touchedFolders(const TransferRecord& record)
+{
+    std::vector<fs::path> folders{record.destinationFolder};
+    if (record.mode == TransferMode::move) {
+        for (const auto& pair : record.pairs)
+            addFolder(folders, PathText::parent(pair.first));
+    }
+    return folders;
+}
+
+FileUndoCommand::FileUndoCommand(const QString& actionName, UndoRunner run)
+    : m_run(std::move(run))
+{
+    setText(actionName);
+}
+
+void FileUndoCommand::undo()
+{
+    m_run(undoWork());
+}
+
+void FileUndoCommand::redo()
+{
+    if (m_alreadyDone) {
+        m_alreadyDone = false;
+        return;
+    }
+    m_run(redoWork());
+}
+
+TransferCommand::TransferCommand(TransferRecord record, UndoRunner run)
+    : FileUndoCommand(OperationAlerts::verb(record.mode), std::move(run))
+    , m_record(std::make_shared<TransferRecord>(std::move(record)))
+{
+}
+
+std::function<UndoReport()> TransferCommand::undoWork()
+{
+    return [record = m_record] {
+        UndoReport report{touchedFolders(*record), {}};
+        for (const auto& [source, destination] : record->pairs) {
+            if (auto done = undoOne(record->mode, source, destination); !done)
+                noteFailure(report, destination, done.error(), true);
+        }
+        for (const TrashedItem& item : record->replaced) {
+            if (auto restored = Trash::restore(item); !restored)
+                noteFailure(report, item.original, restored.error(), true);
+        }
+        return report;
+    };
+}
+
+std::function<UndoReport()> TransferCommand::redoWork()
+{
+    return [record = m_record] {
+        UndoReport report{touchedFolders(*record), {}};
+        for (TrashedItem& item : record->replaced) {
+            if (auto trashed = Trash::moveToTrash(item.original))
+                item = *trashed;
+            else
+                noteFailure(report, item.original, trashed.error(), false);
+        }
+        for (const auto& [source, destination] : record->pairs) {
+            TransferProgress progress;
+            if (auto done =
+                    TransferSteps::transferItem(source, destination, record->mode, progress);
+                !done)
+                noteFailure(report, source, done.error(), false);
+        }
+        return report;
+    };
+}
+
+TrashCommand::TrashCommand(std::vector<TrashedItem> items, UndoRunner run)
+    : FileUndoCommand(QStringLiteral("ゴミ箱に入れる"), std::move(run))
+    , m_items(std::make_shared<std::vector<TrashedItem>>(std::move(items)))
+{
+}
+
+std::function<UndoReport()> TrashCommand::undoWork()
+{
+    return [items = m_items] {
+        UndoReport report;
+        for (const TrashedItem& item : *items) {
+            addFolder(report.folders, PathText::parent(item.original));
+            if (auto restored = Trash::restore(item); !restored)
+                noteFailure(report, item.original, restored.error(), true);
+        }
+        return report;
+    };
+}
+
+std::function<UndoReport()> TrashCommand::redoWork()
+{
+    return [items = m_items] {
+        UndoReport report;
+        for (TrashedItem& item : *items) {
+            addFolder(report.folders, PathText::parent(item.original));
+            if (auto trashed = Trash::moveToTrash(item.original))
+                item = *trashed;
+            else
+                noteFailure(report, item.original, trashed.error(), false);
+        }
+        return report;
+    };
+}
+
+RenameCommand::RenameCommand(fs::path from, fs::path to, UndoRunner run)
+    : FileUndoCommand(QStringLiteral("名前の変更"), std::move(run))
+    , m_from(std::move(from))
+    , m_to(std::move(to))
+{
+}
+
+std::function<UndoReport()> RenameCommand::undoWork()
+{
+    return [from = m_to, to = m_from] {
+        UndoReport report{{PathText::parent(to)}, {}};
+        if (auto done = TransferSteps::renameItem(from, to); !done)
+            noteFailure(report, from, done.error(), true);
+        return report;
+    };
+}
+
+std::function<UndoReport()> RenameCommand::redoWork()
+{
+    return [from = m_from, to = m_to] {
+        UndoReport report{{PathText::parent(to)}, {}};
+        if (auto done = TransferSteps::renameItem(from, to); !done)
+            noteFailure(report, from, done.error(), false);
+        return report;
+    };
+}
+
+CreationCommand::CreationCommand(fs::path path, bool isDirectory, UndoRunner run)
+    : FileUndoCommand(isDirectory ? QStringLiteral("新規フォルダ") : QStringLiteral("新規ファイル"),
+                      std::move(run))
+    , m_path(std::move(path))
+    , m_trashed(std::make_shared<std::optional<TrashedItem>>())
+{
+}
+
+std::function<UndoReport()> CreationCommand::undoWork()
+{
+    return [path = m_path, trashed = m_trashed] {
+        UndoReport report{{PathText::parent(path)}, {}};
+        auto done = Trash::moveToTrash(path);
+        if (done)
+            *trashed = *done;
+        else
+            noteFailure(report, path, done.error(), true);
+        return report;
+    };
+}
+
+std::function<UndoReport()> CreationCommand::redoWork()
+{
+    return [path = m_path, trashed = m_trashed] {
+        UndoReport report{{PathText::parent(path)}, {}};
+        if (!*trashed)
+            return report; // the undo failed, so the item never left
+        if (auto done = Trash::restore(**trashed); !done)
+            noteFailure(report, path, done.error(), false);
+        trashed->reset();
+        return report;
+    };
+}

@@ -1,0 +1,389 @@
+#include "operations/FileOperationManager.h"
+
+#include "core/PathText.h"
+#include "core/Preferences.h"
+#include "operations/FileOperation.h"
+#include "operations/OperationsStore.h"
+#include "platform/FileCopier.h"
+#include "support/TempDir.h"
+
+#include <QTest>
+#include <QTimer>
+#include <QUndoStack>
+#include <deque>
+#include <gtest/gtest.h>
+#include <map>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Paths = std::vector<fs::path>;
+using Response = Alert::Response;
+enum Conflict { keepBoth, replace, skip, stop };
+
+// Answers from a queue (then with the default button), one event-loop turn later.
+class ScriptedPrompter : public Prompter {
+public:
+    std::deque<Response> answers;
+    std::vector<Alert> shown;
+    std::function<void(const Alert&)> onPresent;
+
+    void present(const Alert& alert, std::function<void(Response)> done) override
+    {
+        shown.push_back(alert);
+        if (onPresent)
+            onPresent(alert);
+        Response answer{alert.defaultButton, false};
+        if (!answers.empty()) {
+            answer = answers.front();
+            answers.pop_front();
+        }
+        QTimer::singleShot(0, [done, answer] { done(answer); });
+    }
+    QStringList messages() const
+    {
+        QStringList list;
+        for (const Alert& alert : shown)
+            list << alert.message;
+        return list;
+    }
+};
+
+// Every path below the folder with the contents of its files ("/" for folders).
+std::map<std::string, std::string> listing(const fs::path& root)
+{
+    std::map<std::string, std::string> out;
+    for (const auto& entry : fs::recursive_directory_iterator(root)) {
+        const std::string relative = fs::relative(entry.path(), root).native();
+        out[relative] = entry.is_directory() ? "/" : readFile(entry.path());
+    }
+    return out;
+}
+
+std::vector<FileItem> items(std::initializer_list<fs::path> paths)
+{
+    std::vector<FileItem> out;
+    for (const fs::path& path : paths)
+        out.push_back({path, FileCopier::identity(path)});
+    return out;
+}
+
+class FileOperationManagerTest : public ::testing::Test {
+public:
+    TempDir dir;
+    FileOperationManager manager;
+    std::shared_ptr<ScriptedPrompter> prompter = std::make_shared<ScriptedPrompter>();
+
+    FileOperationManagerTest() { manager.setFallbackPrompter(prompter); }
+
+    Paths transfer(std::vector<FileItem> sources, const fs::path& folder, TransferMode mode)
+    {
+        std::optional<Paths> result;
+        manager.transfer(std::move(sources), folder, mode, prompter, [&](Paths p) { result = p; });
+        EXPECT_TRUE(QTest::qWaitFor([&] { return result.has_value(); }, 20000));
+        return result.value_or(Paths{});
+    }
+    // Runs an asynchronous call that answers through a callback.
+    template <typename Call>
+    void await(Call call)
+    {
+        bool finished = false;
+        call([&](auto&&...) { finished = true; });
+        EXPECT_TRUE(QTest::qWaitFor([&] { return finished; }, 20000));
+    }
+    void undoOrRedo(bool undo)
+    {
+        int changes = 0;
+        const auto connection =
+            QObject::connect(&manager, &FileOperationManager::foldersChanged, [&] { ++changes; });
+        undo ? manager.undoStack().undo() : manager.undoStack().redo();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return changes > 0; }, 20000));
+        QObject::disconnect(connection);
+    }
+};
+
+TEST_F(FileOperationManagerTest, IntoItsOwnFolderMoveDoesNothingAndCopyDuplicates)
+{
+    dir.file("a.txt", "A");
+    dir.folder("d");
+    const auto sources = items({dir / "a.txt", dir / "d"});
+
+    EXPECT_TRUE(transfer(sources, dir.path(), TransferMode::move).empty());
+    EXPECT_EQ(manager.undoStack().count(), 0);
+
+    EXPECT_EQ(transfer(sources, dir.path(), TransferMode::copy),
+              (Paths{dir / "a のコピー.txt", dir / "d のコピー"}));
+    EXPECT_EQ(transfer(items({dir / "a.txt"}), dir.path(), TransferMode::copy),
+              Paths{dir / "a のコピー 2.txt"});
+    EXPECT_EQ(readFile(dir / "a のコピー 2.txt"), "A");
+    EXPECT_TRUE(prompter->shown.empty());
+}
+
+TEST_F(FileOperationManagerTest, FolderIntoItselfIsRefusedBeforeAnythingMoves)
+{
+    dir.file("x", "x");
+    dir.folder("A/B");
+    const auto before = listing(dir.path());
+    for (const TransferMode mode : {TransferMode::move, TransferMode::copy}) {
+        EXPECT_TRUE(transfer(items({dir / "x", dir / "A"}), dir / "A/B", mode).empty());
+        EXPECT_EQ(listing(dir.path()), before);
+    }
+    EXPECT_EQ(prompter->messages(), (QStringList{"「A」をその中に移動することはできません。",
+                                                 "「A」をその中にコピーすることはできません。"}));
+    EXPECT_EQ(manager.undoStack().count(), 0);
+}
+
+TEST_F(FileOperationManagerTest, ConflictQuestionOffersApplyToAllWhileMoreRemain)
+{
+    for (const char* name : {"1", "2", "3"}) {
+        dir.file(std::string("src/") + name, "new");
+        dir.file(std::string("dst/") + name, "old");
+    }
+    const auto sources = items({dir / "src/1", dir / "src/2", dir / "src/3"});
+
+    prompter->answers = {{skip, false}, {skip, false}, {skip, false}};
+    EXPECT_TRUE(transfer(sources, dir / "dst", TransferMode::copy).empty());
+    ASSERT_EQ(prompter->shown.size(), 3u);
+    const Alert& first = prompter->shown.front();
+    EXPECT_EQ(first.message, "「1」という名前の項目がすでにこの場所にあります。");
+    EXPECT_EQ(first.informativeText, "置き換えると、元の項目はゴミ箱に移動します。");
+    EXPECT_EQ(first.buttons, (QStringList{"両方残す", "置き換える", "スキップ", "中止"}));
+    EXPECT_EQ(first.defaultButton, 0);
+    EXPECT_EQ(first.escapeButton, 3);
+    EXPECT_EQ(first.suppressionTitle, "残りのすべてに適用");
+    EXPECT_EQ(prompter->shown[1].suppressionTitle, "残りのすべてに適用");
+    EXPECT_TRUE(prompter->shown[2].suppressionTitle.isEmpty());
+
+    prompter->shown.clear();
+    prompter->answers = {{keepBoth, true}};
+    EXPECT_EQ(transfer(sources, dir / "dst", TransferMode::copy),
+              (Paths{dir / "dst/1 のコピー", dir / "dst/2 のコピー", dir / "dst/3 のコピー"}));
+    EXPECT_EQ(prompter->shown.size(), 1u);
+
+    prompter->answers = {{stop, false}};
+    EXPECT_TRUE(transfer(sources, dir / "dst", TransferMode::move).empty());
+    EXPECT_EQ(readFile(dir / "src/3"), "new");
+}
+
+TEST_F(FileOperationManagerTest, ReplaceSendsTheOldItemToTheTrashAndUndoRestoresBoth)
+{
+    dir.file("src/a", "new");
+    dir.file("dst/a", "old");
+    const auto before = listing(dir.path());
+    prompter->answers = {{replace, false}};
+    EXPECT_EQ(transfer(items({dir / "src/a"}), dir / "dst", TransferMode::move),
+              Paths{dir / "dst/a"});
+    EXPECT_EQ(readFile(dir / "dst/a"), "new");
+    EXPECT_FALSE(fs::exists(dir / "src/a"));
+    const fs::path trash = PathText::homeFolder() / "data/Trash/files";
+    bool oldInTrash = false;
+    for (const auto& entry : fs::directory_iterator(trash))
+        oldInTrash |= readFile(entry.path()) == "old";
+    EXPECT_TRUE(oldInTrash);
+    EXPECT_EQ(manager.undoStack().undoText(), "移動");
+
+    undoOrRedo(true);
+    EXPECT_EQ(listing(dir.path()), before);
+}
+
+TEST_F(FileOperationManagerTest, ReplaceIsRefusedWhenTheExistingItemContainsTheSource)
+{
+    dir.file("A/A", "inner");
+    dir.file("A/other", "o");
+    prompter->answers = {{replace, false}};
+    EXPECT_TRUE(transfer(items({dir / "A/A"}), dir.path(), TransferMode::move).empty());
+    EXPECT_EQ(prompter->messages().back(), "「A」は元を含んでいるため置き換えできません。");
+    EXPECT_EQ(readFile(dir / "A/A"), "inner");
+    EXPECT_EQ(readFile(dir / "A/other"), "o");
+}
+
+TEST_F(FileOperationManagerTest, FailedOrChangedItemsAreReportedAndTheRestContinues)
+{
+    dir.file("x", "x");
+    dir.file("y", "y");
+    dir.folder("dst");
+    const auto seen = items({dir / "x"});
+    fs::rename(dir / "x", dir / "x.old"); // another file now stands at the path
+    dir.file("x", "other");
+    std::vector<FileItem> sources = seen;
+    sources.push_back({dir / "missing", std::nullopt});
+    sources.push_back({dir / "y", std::nullopt});
+
+    EXPECT_EQ(transfer(sources, dir / "dst", TransferMode::copy), Paths{dir / "dst/y"});
+    ASSERT_EQ(prompter->shown.size(), 2u);
+    EXPECT_EQ(prompter->shown[0].message, "「x」は変更されたため、処理しませんでした。");
+    EXPECT_EQ(prompter->shown[1].message, "「missing」をコピーできませんでした。");
+    EXPECT_EQ(prompter->shown[1].informativeText, "ファイルまたはフォルダが見つかりません。");
+
+    prompter->shown.clear();
+    await([&](auto done) { manager.moveToTrash(seen, prompter, done); });
+    await([&](auto done) { manager.rename(seen.front(), "z", prompter, done); });
+    EXPECT_EQ(prompter->messages(), QStringList(2, "「x」は変更されたため、処理しませんでした。"));
+    EXPECT_EQ(readFile(dir / "x"), "other");
+}
+
+TEST_F(FileOperationManagerTest, CancelKeepsFinishedItemsAndTheirUndo)
+{
+    for (const char* name : {"a", "b", "c"})
+        dir.file(std::string("src/") + name, name);
+    dir.file("dst/b", "old");
+    // The user cancels from the panel while the second item's question is up.
+    prompter->onPresent = [](const Alert&) {
+        OperationsStore::shared().operations().back()->progress().cancel();
+    };
+    prompter->answers = {{keepBoth, false}};
+    EXPECT_EQ(transfer(items({dir / "src/a", dir / "src/b", dir / "src/c"}), dir / "dst",
+                       TransferMode::copy),
+              Paths{dir / "dst/a"});
+    EXPECT_EQ(listing(dir / "dst"), (std::map<std::string, std::string>{{"a", "a"}, {"b", "old"}}));
+    ASSERT_EQ(manager.undoStack().count(), 1);
+    undoOrRedo(true);
+    EXPECT_FALSE(fs::exists(dir / "dst/a"));
+}
+
+TEST_F(FileOperationManagerTest, ImmediateDeletionAsksWithReturnOnCancel)
+{
+    dir.file("one", "1");
+    dir.file("two", "2");
+    const auto both = items({dir / "one", dir / "two"});
+    await([&](auto done) { manager.deletePermanently(both, prompter, done); }); // Return
+    await([&](auto done) { manager.deletePermanently({both[0]}, prompter, done); });
+    ASSERT_EQ(prompter->shown.size(), 2u);
+    const Alert& alert = prompter->shown[0];
+    EXPECT_EQ(alert.message, "2 項目をすぐに削除しますか？");
+    EXPECT_EQ(prompter->shown[1].message, "「one」をすぐに削除しますか？");
+    EXPECT_EQ(alert.informativeText, "ゴミ箱を使わずに削除します。この操作は取り消せません。");
+    EXPECT_EQ(alert.buttons, (QStringList{"削除", "キャンセル"}));
+    EXPECT_EQ(alert.buttons.value(alert.defaultButton), "キャンセル");
+    EXPECT_EQ(alert.buttons.value(alert.destructiveButton), "削除");
+    EXPECT_TRUE(fs::exists(dir / "one") && fs::exists(dir / "two"));
+
+    prompter->answers = {{0, false}};
+    await([&](auto done) { manager.deletePermanently(both, prompter, done); });
+    EXPECT_TRUE(listing(dir.path()).empty());
+    EXPECT_EQ(manager.undoStack().count(), 0);
+}
+
+TEST_F(FileOperationManagerTest, EveryOperationUndoesAndRedoes)
+{
+    struct Case {
+        const char* action;
+        std::function<void(FileOperationManagerTest&)> perform;
+    };
+    const Case cases[] = {
+        {"コピー",
+         [](auto& t) { t.transfer(items({t.dir / "f/a"}), t.dir / "g", TransferMode::copy); }},
+        {"移動",
+         [](auto& t) { t.transfer(items({t.dir / "f"}), t.dir / "g", TransferMode::move); }},
+        {"ゴミ箱に入れる",
+         [](auto& t) {
+             t.await(
+                 [&](auto done) { t.manager.moveToTrash(items({t.dir / "f"}), t.prompter, done); });
+         }},
+        {"名前の変更",
+         [](auto& t) {
+             t.await([&](auto done) {
+                 t.manager.rename(items({t.dir / "f/a"}).front(), "A", t.prompter, done);
+             });
+         }},
+        {"新規フォルダ",
+         [](auto& t) {
+             t.await([&](auto done) { t.manager.createFolder(t.dir / "g", t.prompter, done); });
+         }},
+        {"新規ファイル",
+         [](auto& t) {
+             t.await([&](auto done) { t.manager.createFile(t.dir / "f", t.prompter, done); });
+         }},
+    };
+    dir.file("f/a", "a");
+    dir.folder("g");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.action);
+        const auto before = listing(dir.path());
+        c.perform(*this);
+        const auto after = listing(dir.path());
+        EXPECT_NE(after, before);
+        EXPECT_EQ(manager.undoStack().undoText(), c.action);
+        undoOrRedo(true);
+        EXPECT_EQ(listing(dir.path()), before);
+        undoOrRedo(false);
+        EXPECT_EQ(listing(dir.path()), after);
+        undoOrRedo(true); // back to the start for the next case
+    }
+    EXPECT_TRUE(prompter->shown.empty());
+}
+
+TEST_F(FileOperationManagerTest, NamesForNewAndRenamedItems)
+{
+    auto create = [&](bool folder) {
+        std::optional<fs::path> path;
+        bool finished = false;
+        auto done = [&](std::optional<fs::path> p) { path = p, finished = true; };
+        folder ? manager.createFolder(dir.path(), prompter, done)
+               : manager.createFile(dir.path(), prompter, done);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return finished; }, 20000));
+        return path.value_or(fs::path());
+    };
+    EXPECT_EQ(create(true), dir / "名称未設定フォルダ");
+    EXPECT_EQ(create(true), dir / "名称未設定フォルダ 2");
+    EXPECT_EQ(create(false), dir / "名称未設定.txt");
+    EXPECT_EQ(create(false), dir / "名称未設定 2.txt");
+
+    dir.file("readme", "r");
+    dir.file("b", "b");
+    auto rename = [&](const char* from, const QString& to) {
+        std::optional<fs::path> path;
+        await([&](auto done) {
+            manager.rename({dir / from, std::nullopt}, to, prompter, [&, done](auto p) {
+                path = p;
+                done();
+            });
+        });
+        return path;
+    };
+    EXPECT_EQ(rename("readme", "README"), dir / "README"); // letter case only
+    EXPECT_EQ(readFile(dir / "README"), "r");
+    EXPECT_FALSE(rename("README", "README"));
+    EXPECT_FALSE(rename("b", "README"));
+    EXPECT_FALSE(rename("b", "x/y"));
+    ASSERT_EQ(prompter->shown.size(), 2u);
+    EXPECT_EQ(prompter->shown[0].message,
+              "「README」という名前はすでに使われています。別の名前を選んでください。");
+    EXPECT_FALSE(prompter->shown[1].message.isEmpty()); // the naming rules' own message
+    EXPECT_EQ(readFile(dir / "b"), "b");
+}
+
+TEST_F(FileOperationManagerTest, PaneTransferConfirmationAbbreviatesHomeAndCanBeTurnedOff)
+{
+    const ScratchSettings settings;
+    const fs::path inHome = PathText::homeFolder() / "dest";
+    bool answer = false;
+    auto confirm = [&](int count, const fs::path& where, TransferMode mode) {
+        await([&](auto done) {
+            manager.confirmTransfer(count, where, mode, prompter, [&, done](bool ok) {
+                answer = ok;
+                done();
+            });
+        });
+        return answer;
+    };
+    prompter->answers = {{1, false}, {0, true}};
+    EXPECT_FALSE(confirm(2, inHome, TransferMode::copy));
+    EXPECT_TRUE(confirm(1, PathText::homeFolder(), TransferMode::move));
+    ASSERT_EQ(prompter->shown.size(), 2u);
+    EXPECT_EQ(prompter->shown[0].message, "2 項目をコピーします");
+    EXPECT_EQ(prompter->shown[0].informativeText, "コピー先: ~/dest");
+    EXPECT_EQ(prompter->shown[0].buttons, (QStringList{"コピー", "キャンセル"}));
+    EXPECT_EQ(prompter->shown[0].suppressionTitle, "今後は確認しない");
+    EXPECT_EQ(prompter->shown[1].informativeText, "移動先: ~");
+    EXPECT_FALSE(Preferences::shared().confirmPaneTransfer());
+
+    EXPECT_TRUE(confirm(3, "/srv", TransferMode::copy)); // no longer asks
+    EXPECT_EQ(prompter->shown.size(), 2u);
+    Preferences::shared().setConfirmPaneTransfer(true);
+    confirm(3, "/srv", TransferMode::copy);
+    EXPECT_EQ(prompter->shown.back().informativeText, "コピー先: /srv");
+}
+
+} // namespace

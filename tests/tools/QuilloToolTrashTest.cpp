@@ -1,0 +1,93 @@
+#include "support/TempDir.h"
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct ToolRun {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string tool()
+{
+    const char* path = std::getenv("QUILLO_TOOL");
+    return path ? path : "quillo-tool";
+}
+
+class QuilloToolTrashTest : public ::testing::Test {
+protected:
+    // The tool with its home and data folders inside the scratch folder.
+    ToolRun trash(const std::vector<std::string>& paths)
+    {
+        QStringList args = {QStringLiteral("trash")};
+        for (const auto& p : paths)
+            args << QString::fromStdString(p);
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("HOME"), QString::fromStdString(home.native()));
+        env.insert(QStringLiteral("XDG_DATA_HOME"), QString::fromStdString(data.native()));
+        QProcess process;
+        process.setProcessEnvironment(env);
+        process.start(QString::fromStdString(tool()), args);
+        process.waitForFinished();
+        const bool exited = process.error() == QProcess::UnknownError &&
+                            process.exitStatus() == QProcess::NormalExit;
+        return {exited ? process.exitCode() : -1, process.readAllStandardOutput().toStdString(),
+                process.readAllStandardError().toStdString()};
+    }
+
+    TempDir scratch;
+    fs::path home = scratch.folder("home");
+    fs::path data = home / "data";
+};
+
+} // namespace
+
+TEST_F(QuilloToolTrashTest, PrintsWhereEachItemWentAndGoesOnAfterAFailure)
+{
+    const fs::path first = scratch.file("items/tab\there\\.txt", "1");
+    const fs::path second = scratch.folder("items/folder");
+    const ToolRun r = trash({first.native(), (scratch / "items/gone").native(), second.native()});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, (scratch / "items/tab\\x09here\\x5c.txt").native() + "\t" +
+                         (data / "Trash/files/tab\\x09here\\x5c.txt").native() + "\n" +
+                         second.native() + "\t" + (data / "Trash/files/folder").native() + "\n");
+    EXPECT_EQ(r.err, "「gone」をゴミ箱に入れられません。\n"
+                     "ファイルまたはフォルダが見つかりません。\n");
+    EXPECT_EQ(readFile(data / "Trash/files/tab\there\\.txt"), "1");
+    EXPECT_TRUE(fs::is_directory(data / "Trash/files/folder"));
+    EXPECT_TRUE(fs::exists(data / "Trash/info/folder.trashinfo"));
+    EXPECT_FALSE(fs::exists(first));
+
+    // The same name again gets its own place in the trash.
+    scratch.file("items/folder");
+    const ToolRun again = trash({second.native()});
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_EQ(again.out, second.native() + "\t" + (data / "Trash/files/folder.2").native() + "\n");
+}
+
+TEST_F(QuilloToolTrashTest, RefusesWhenTheVolumeHasNoUsableTrash)
+{
+    // A home trash that is a link is never used, and nothing is deleted instead.
+    const fs::path elsewhere = scratch.folder("elsewhere");
+    fs::create_directories(data);
+    fs::create_directory_symlink(elsewhere, data / "Trash");
+    const fs::path item = scratch.file("keep.txt", "kept");
+    const ToolRun r = trash({item.native()});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "「keep.txt」をゴミ箱に入れられません。\n"
+                     "このボリュームには使えるゴミ箱がありません。\n");
+    EXPECT_EQ(readFile(item), "kept");
+    EXPECT_TRUE(fs::is_empty(elsewhere));
+
+    const ToolRun usage = trash({});
+    EXPECT_EQ(usage.status, 2);
+    EXPECT_NE(usage.err.find("usage"), std::string::npos);
+}

@@ -1,0 +1,191 @@
+#include "TransferCommands.h"
+
+#include "core/PathText.h"
+#include "operations/FileTransfer.h"
+#include "platform/DirectoryScanner.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct TransferLine {
+    bool progress = false;
+    std::vector<fs::path> sources;
+    fs::path folder;
+};
+
+std::optional<TransferLine> parse(const std::vector<std::string>& arguments)
+{
+    TransferLine line;
+    std::vector<fs::path> paths;
+    bool options = true;
+    for (const std::string& a : arguments) {
+        if (options && a == "--progress")
+            line.progress = true;
+        else if (options && a == "--")
+            options = false;
+        else if (options && a.size() > 1 && a.front() == '-')
+            return std::nullopt;
+        else
+            paths.emplace_back(a);
+    }
+    if (paths.size() < 2)
+        return std::nullopt;
+    line.folder = paths.back();
+    paths.pop_back();
+    line.sources = std::move(paths);
+    return line;
+}
+
+void writeError(const char* format, const fs::path& path, const QString& description)
+{
+    std::fprintf(stderr, format, PathText::escapedName(path.native()).c_str(),
+                 description.toStdString().c_str());
+}
+
+std::atomic<bool> g_interrupted = false;
+
+extern "C" void interrupt(int)
+{
+    g_interrupted = true;
+}
+
+// Reads the shared progress record from its own thread so that the copy never
+// waits for the terminal; also turns Ctrl+C into a cancel, which removes the partial copy.
+class ProgressPoller {
+public:
+    ProgressPoller(TransferProgress& progress, bool print)
+        : m_progress(progress)
+        , m_print(print)
+        , m_thread([this] { run(); })
+    {
+    }
+    ~ProgressPoller()
+    {
+        {
+            std::lock_guard lock(m_mutex);
+            m_done = true;
+        }
+        m_wake.notify_one();
+        m_thread.join();
+    }
+
+private:
+    // Bytes done only: a total would need a walk of the whole tree beside the copy.
+    void run()
+    {
+        int64_t shown = -1;
+        std::unique_lock lock(m_mutex);
+        for (bool last = false; !last;) {
+            last = m_wake.wait_for(lock, std::chrono::milliseconds(100), [this] { return m_done; });
+            if (g_interrupted)
+                m_progress.cancel();
+            const auto now = m_progress.snapshot();
+            if (m_print && (now.bytesDone != shown || last)) {
+                std::fprintf(stderr, "%lld\t%s\n", static_cast<long long>(now.bytesDone),
+                             PathText::escapedName(now.name.toStdString()).c_str());
+                shown = now.bytesDone;
+            }
+        }
+    }
+
+    TransferProgress& m_progress;
+    bool m_print;
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    bool m_done = false;
+    std::thread m_thread;
+};
+
+int runTransfer(const std::vector<std::string>& arguments, bool move)
+{
+    const auto line = parse(arguments);
+    if (!line) {
+        printTransferUsage();
+        return 2;
+    }
+    std::signal(SIGINT, interrupt);
+    std::signal(SIGTERM, interrupt);
+    const char* failed =
+        move ? "「%s」を移動できませんでした。%s\n" : "「%s」をコピーできませんでした。%s\n";
+    TransferProgress progress;
+    ProgressPoller poller(progress, line->progress);
+    int status = 0;
+    for (const fs::path& given : line->sources) {
+        const fs::path source = PathText::standardized(given);
+        const fs::path destination = line->folder / source.filename();
+        if (source.filename().empty()) {
+            writeError(failed, given, Error::fromErrno(EINVAL).description());
+            status = 1;
+            continue;
+        }
+        const auto result =
+            move
+                ? FileTransfer::moveItem(source, destination,
+                                         FileTransfer::isSameVolume(source, line->folder), progress)
+                : FileTransfer::copyItem(source, destination, progress);
+        if (!result) {
+            const Error& error = result.error();
+            writeError(failed, error.path.empty() ? source : error.path, error.description());
+            status = 1;
+            if (error.cancelled)
+                break;
+        }
+    }
+    return status;
+}
+
+} // namespace
+
+int runCopyCommand(const std::vector<std::string>& arguments)
+{
+    return runTransfer(arguments, false);
+}
+
+int runMoveCommand(const std::vector<std::string>& arguments)
+{
+    return runTransfer(arguments, true);
+}
+
+int runDuCommand(const std::vector<std::string>& arguments)
+{
+    if (arguments.empty()) {
+        printTransferUsage();
+        return 2;
+    }
+    int status = 0;
+    int64_t total = 0;
+    for (const std::string& argument : arguments) {
+        const fs::path path(argument);
+        if (!DirectoryScanner::exists(path)) {
+            writeError("「%s」を読めませんでした。%s\n", path,
+                       Error::fromErrno(ENOENT).description());
+            status = 1;
+            continue;
+        }
+        const int64_t size = FileTransfer::totalSize({path});
+        total += size;
+        std::printf("%lld\t%s\n", static_cast<long long>(size),
+                    PathText::escapedName(path.native()).c_str());
+    }
+    if (arguments.size() > 1)
+        std::printf("%lld\ttotal\n", static_cast<long long>(total));
+    return std::fflush(stdout) == 0 ? status : 1;
+}
+
+void printTransferUsage()
+{
+    std::fputs("       quillo-tool copy [--progress] SRC... DESTDIR\n"
+               "       quillo-tool move [--progress] SRC... DESTDIR\n"
+               "       quillo-tool du PATH...\n",
+               stderr);
+}
