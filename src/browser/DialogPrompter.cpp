@@ -30,8 +30,8 @@ void DialogPrompter::present(const Alert& alert, std::function<void(Alert::Respo
     box->setWindowModality(m_window ? Qt::WindowModal : Qt::ApplicationModal);
     std::vector<QPushButton*> buttons;
     for (int i = 0; i < alert.buttons.size(); ++i) {
-        const auto role = i == alert.destructiveButton ? QMessageBox::DestructiveRole
-                                                       : QMessageBox::AcceptRole;
+        const auto role =
+            i == alert.destructiveButton ? QMessageBox::DestructiveRole : QMessageBox::AcceptRole;
         QPushButton* button = box->addButton(alert.buttons[i], role);
         // A destructive button never answers Return.
         button->setAutoDefault(false);

@@ -9,7 +9,10 @@
 // window is gone), without blocking the event loop.
 class DialogPrompter : public Prompter {
 public:
-    explicit DialogPrompter(QWidget* window) : m_window(window) {}
+    explicit DialogPrompter(QWidget* window)
+        : m_window(window)
+    {
+    }
 
     void present(const Alert& alert, std::function<void(Alert::Response)> done) override;
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QWidget>
-
 #include <unordered_map>
 
 class FileOperation;

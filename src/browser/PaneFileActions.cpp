@@ -6,9 +6,8 @@
 #include "operations/FileClipboard.h"
 #include "platform/DefaultApplication.h"
 
-#include <QtConcurrent>
-
 #include <QPointer>
+#include <QtConcurrent>
 
 namespace fs = std::filesystem;
 
@@ -29,7 +28,11 @@ std::vector<FileItem> itemsFor(const std::vector<fs::path>& paths)
 
 } // namespace
 
-PaneFileActions::PaneFileActions(PaneView& pane) : QObject(&pane), m_pane(pane) {}
+PaneFileActions::PaneFileActions(PaneView& pane)
+    : QObject(&pane)
+    , m_pane(pane)
+{
+}
 
 std::shared_ptr<Prompter> PaneFileActions::prompter() const
 {
@@ -45,15 +48,16 @@ void PaneFileActions::openFiles(const std::vector<fs::path>& files)
 {
     for (const fs::path& file : files) {
         // Launching may wait on D-Bus activation; keep it off the main thread.
-        QtConcurrent::run([file] { return DefaultApplication::open(file); })
-            .then(this, [this](std::expected<void, QString> result) {
-                if (result)
-                    return;
-                Alert alert;
-                alert.message = result.error();
-                alert.buttons = {QStringLiteral("OK")};
-                prompter()->present(alert, {});
-            });
+        QtConcurrent::run([file] {
+            return DefaultApplication::open(file);
+        }).then(this, [this](std::expected<void, QString> result) {
+            if (result)
+                return;
+            Alert alert;
+            alert.message = result.error();
+            alert.buttons = {QStringLiteral("OK")};
+            prompter()->present(alert, {});
+        });
     }
 }
 
@@ -163,7 +167,8 @@ void PaneFileActions::duplicate()
     if (items.empty())
         return;
     const fs::path folder = PathText::parent(items.front().path);
-    std::erase_if(items, [&](const FileItem& item) { return PathText::parent(item.path) != folder; });
+    std::erase_if(items,
+                  [&](const FileItem& item) { return PathText::parent(item.path) != folder; });
     transfer(std::move(items), folder, TransferMode::copy, &m_pane);
 }
 

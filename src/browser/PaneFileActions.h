@@ -3,7 +3,6 @@
 #include "operations/FileOperationManager.h"
 
 #include <QObject>
-
 #include <filesystem>
 #include <memory>
 #include <vector>

@@ -2,7 +2,6 @@
 
 #include <QString>
 #include <QStringList>
-
 #include <functional>
 
 // A question or a message for the person, described without any widget: the
@@ -14,11 +13,11 @@ struct Alert {
     Style style = Style::warning;
     QString message;
     QString informativeText;
-    QStringList buttons;            // in order; the first is the default unless noted
-    int defaultButton = 0;          // Return; -1: none
-    int escapeButton = -1;          // Escape; -1: none
-    int destructiveButton = -1;     // drawn as destructive, never on Return
-    QString suppressionTitle;       // a check box when not empty
+    QStringList buttons;        // in order; the first is the default unless noted
+    int defaultButton = 0;      // Return; -1: none
+    int escapeButton = -1;      // Escape; -1: none
+    int destructiveButton = -1; // drawn as destructive, never on Return
+    QString suppressionTitle;   // a check box when not empty
 
     struct Response {
         int button = -1;         // index into buttons; -1 when dismissed

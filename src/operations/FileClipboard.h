@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QMimeData>
-
 #include <filesystem>
 #include <memory>
 #include <vector>

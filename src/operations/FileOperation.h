@@ -4,7 +4,6 @@
 
 #include <QObject>
 #include <QUuid>
-
 #include <memory>
 #include <optional>
 

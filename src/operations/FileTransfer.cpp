@@ -4,6 +4,7 @@
 #include "platform/DirectoryScanner.h"
 #include "platform/FileCopier.h"
 
+#include <QUuid>
 #include <QtGlobal>
 #include <sys/stat.h>
 
@@ -44,25 +45,45 @@ std::unexpected<Error> existsError(const fs::path& destination)
     return std::unexpected(Error::fromErrno(EEXIST, destination));
 }
 
+// The copy is written under a hidden name beside its destination and renamed into
+// place when complete, so that after a crash or a kill no partial item stands
+// under a visible name.
+fs::path stagingPath(const fs::path& destination)
+{
+    const QByteArray tag = QUuid::createUuid().toRfc4122().toHex().left(12);
+    return PathText::parent(destination) / (".quillo-copy-" + tag.toStdString());
+}
+
+// Errors inside the staging copy are reported under the name the user asked for.
+Error visibleError(Error error, const fs::path& staging, const fs::path& destination)
+{
+    const std::string& path = error.path.native();
+    const std::string& prefix = staging.native();
+    if (path.starts_with(prefix) && (path.size() == prefix.size() || path[prefix.size()] == '/'))
+        error.path = fs::path(destination.native() + path.substr(prefix.size()));
+    return error;
+}
+
 Result<void> copyWith(const fs::path& source, const fs::path& destination,
                       TransferProgress& progress, FileCopier::Options options)
 {
     if (DirectoryScanner::exists(destination))
         return existsError(destination);
+    const fs::path staging = stagingPath(destination);
     ProgressObserver observer(progress);
-    const auto copied = FileCopier::copyTree(source, destination, observer, options);
+    auto copied = FileCopier::copyTree(source, staging, observer, options);
     // Bytes of a file cut short still count as done, as the poller last showed them.
     progress.fileFinished();
-    if (copied && !progress.isCancelled())
-        return {};
-    // Someone else's item that appeared at the destination after our check stays.
-    const bool raced =
-        !copied && copied.error().code == EEXIST && copied.error().path == destination;
-    if (!raced)
-        (void)FileCopier::removeCopy(destination);
+    if (copied && !progress.isCancelled()) {
+        // Something that appeared at the destination meanwhile is never replaced.
+        copied = FileCopier::renameNoReplace(staging, destination);
+        if (copied)
+            return {};
+    }
+    (void)FileCopier::removeCopy(staging);
     if (progress.isCancelled())
         return std::unexpected(Error::cancellation());
-    return copied;
+    return std::unexpected(visibleError(copied.error(), staging, destination));
 }
 
 } // namespace

@@ -14,15 +14,14 @@ namespace FileTransfer {
 // there (a dangling link counts). A failed or cancelled copy leaves nothing behind
 // (a copy cancelled right after it succeeded is removed too); the error then
 // carries the failing file's errno, or the cancellation mark.
-Result<void> copyItem(const std::filesystem::path& source,
-                      const std::filesystem::path& destination, TransferProgress& progress);
+Result<void> copyItem(const std::filesystem::path& source, const std::filesystem::path& destination,
+                      TransferProgress& progress);
 
 // Same volume: a rename (no progress), falling back to copy on EXDEV. Otherwise the
 // copy is written and synced, then the source removed; when that removal fails the
 // error is returned and both copies stay.
-Result<void> moveItem(const std::filesystem::path& source,
-                      const std::filesystem::path& destination, bool sameVolume,
-                      TransferProgress& progress);
+Result<void> moveItem(const std::filesystem::path& source, const std::filesystem::path& destination,
+                      bool sameVolume, TransferProgress& progress);
 
 // Bytes of the regular files in the items, links not followed; the progress target.
 int64_t totalSize(const std::vector<std::filesystem::path>& paths);

@@ -17,7 +17,12 @@ std::expected<void, QString> open(const std::filesystem::path& path)
     g_object_unref(file);
     if (ok)
         return {};
-    QString detail = error ? QString::fromUtf8(error->message) : QString();
+    // GIO's own text is English; the common cause gets a Japanese one.
+    QString detail =
+        error && error->domain == G_IO_ERROR && error->code == G_IO_ERROR_NOT_SUPPORTED
+            ? QStringLiteral("この種類のファイルを開くアプリケーションが登録されていません。")
+        : error ? QString::fromUtf8(error->message)
+                : QString();
     if (error)
         g_error_free(error);
     return std::unexpected(QStringLiteral("「") + PathText::displayName(path) +

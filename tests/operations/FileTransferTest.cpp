@@ -92,13 +92,16 @@ void makeTmpfsDir(std::optional<TempDir>& dir)
 
 // Cancels as soon as the copy has reported its first bytes, from another thread
 // as the cancel button does. The source is far bigger than what is copied by then.
+// `visibleMidway` tells whether the destination name existed while bytes were flowing.
 Result<void> copyCancelledOnFirstBytes(const fs::path& from, const fs::path& to,
-                                       TransferProgress& progress)
+                                       TransferProgress& progress, bool* visibleMidway = nullptr)
 {
-    std::thread canceller([&progress] {
+    std::thread canceller([&progress, &to, visibleMidway] {
         for (auto now = progress.snapshot(); now.bytesDone == 0 && !now.cancelled;
              now = progress.snapshot())
             std::this_thread::yield();
+        if (visibleMidway)
+            *visibleMidway = present(to);
         progress.cancel();
     });
     auto result = FileTransfer::copyItem(from, to, progress);
@@ -180,8 +183,13 @@ TEST(FileTransferTest, CancelledCopyLeavesNoDestination)
     } cases[] = {{"inside a large file", tree / "big"}, {"inside a tree", tree}};
     for (const Case& c : cases) {
         TransferProgress progress;
-        const auto r = copyCancelledOnFirstBytes(c.source, dir / "copy", progress);
+        bool visibleMidway = true;
+        const auto r = copyCancelledOnFirstBytes(c.source, dir / "copy", progress, &visibleMidway);
         ASSERT_FALSE(r) << c.what;
+        // A copy in flight is hidden, so a kill never leaves a partial item in view.
+        EXPECT_FALSE(visibleMidway) << c.what;
+        EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1)
+            << c.what << ": something was left beside the source tree";
         EXPECT_TRUE(r.error().cancelled) << c.what;
         EXPECT_LT(progress.snapshot().bytesDone, big) << c.what << ": not stopped midway";
         EXPECT_FALSE(present(dir / "copy")) << c.what;
