@@ -138,26 +138,24 @@ void PaneFileActions::rename(const FileItem& item, const QString& newName)
 
 void PaneFileActions::newFolder()
 {
-    if (!showsFolder())
-        return;
-    QPointer<PaneView> pane = &m_pane;
-    manager().createFolder(m_pane.location().path(), prompter(),
-                           [pane](std::optional<fs::path> made) {
-                               if (pane && made)
-                                   pane->selectWhenListed({*made}, true);
-                           });
+    createItem(&FileOperationManager::createFolder);
 }
 
 void PaneFileActions::newFile()
 {
+    createItem(&FileOperationManager::createFile);
+}
+
+void PaneFileActions::createItem(CreateCall create)
+{
     if (!showsFolder())
         return;
+    // The new item is selected and renamed in place as soon as the listing shows it.
     QPointer<PaneView> pane = &m_pane;
-    manager().createFile(m_pane.location().path(), prompter(),
-                         [pane](std::optional<fs::path> made) {
-                             if (pane && made)
-                                 pane->selectWhenListed({*made}, true);
-                         });
+    (manager().*create)(m_pane.location().path(), prompter(), [pane](std::optional<fs::path> made) {
+        if (pane && made)
+            pane->selectWhenListed({*made}, true);
+    });
 }
 
 void PaneFileActions::duplicate()

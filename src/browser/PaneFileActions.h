@@ -39,6 +39,10 @@ public:
     void drop(const QMimeData& data, const std::filesystem::path& folder, Qt::DropAction action);
 
 private:
+    using CreateCall = void (FileOperationManager::*)(const std::filesystem::path&,
+                                                      FileOperationManager::PrompterRef,
+                                                      FileOperationManager::PathDone);
+    void createItem(CreateCall create);
     std::shared_ptr<Prompter> prompter() const;
     bool showsFolder() const;
 

@@ -1,5 +1,7 @@
 #include "platform/DirectoryScanner.h"
 
+#include "platform/FileDescriptor.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -35,25 +37,6 @@ struct LinuxDirent64 {
 
 // Big enough that a 100,000-entry folder takes a few dozen system calls.
 constexpr size_t kBufferSize = 256 * 1024;
-
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd)
-        : m_fd(fd)
-    {
-    }
-    ~FileDescriptor()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    int get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
 
 int openRetrying(const char* path, int flags)
 {

@@ -2,6 +2,7 @@
 
 // Small descriptor helpers shared by the copy engine and the single-call operations.
 #include "core/Error.h"
+#include "platform/FileDescriptor.h"
 
 #include <cerrno>
 #include <dirent.h>
@@ -15,31 +16,7 @@
 
 namespace FileCopierSupport {
 
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd = -1)
-        : m_fd(fd)
-    {
-    }
-    ~FileDescriptor()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    int get() const { return m_fd; }
-    // Closes now and reports the error a late write-back may only show here.
-    int close()
-    {
-        const int result = ::close(m_fd);
-        m_fd = -1;
-        return result == 0 || errno == EINTR ? 0 : -1;
-    }
-
-private:
-    int m_fd;
-};
+using ::FileDescriptor;
 
 inline std::unexpected<Error> failure(const std::filesystem::path& path)
 {

@@ -3,6 +3,8 @@
 // copy to another device in the name of trashing.
 #include "platform/Trash.h"
 
+#include "platform/FileDescriptor.h"
+
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -23,31 +25,7 @@ constexpr std::string_view kInfoSuffix = ".trashinfo";
 // files/NAME and info/NAME.trashinfo must both fit in one name.
 constexpr size_t kMaxTrashName = NAME_MAX - kInfoSuffix.size();
 
-class Fd {
-public:
-    explicit Fd(int fd = -1)
-        : m_fd(fd)
-    {
-    }
-    Fd(Fd&& other) noexcept
-        : m_fd(std::exchange(other.m_fd, -1))
-    {
-    }
-    Fd& operator=(Fd&& other) noexcept
-    {
-        std::swap(m_fd, other.m_fd);
-        return *this;
-    }
-    ~Fd()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    int get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
+using Fd = FileDescriptor;
 
 // Who may use a folder as (part of) a trash directory.
 enum class Access {
