@@ -186,6 +186,7 @@ void printTransferUsage()
 {
     std::fputs("       quillo-tool copy [--progress] SRC... DESTDIR\n"
                "       quillo-tool move [--progress] SRC... DESTDIR\n"
-               "       quillo-tool du PATH...\n",
+               "       quillo-tool du PATH...\n"
+               "       quillo-tool trash PATH...\n",
                stderr);
 }

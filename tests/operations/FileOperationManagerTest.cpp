@@ -34,11 +34,10 @@ public:
         shown.push_back(alert);
         if (onPresent)
             onPresent(alert);
-        Response answer{alert.defaultButton, false};
-        if (!answers.empty()) {
-            answer = answers.front();
+        const Response answer =
+            answers.empty() ? Response{alert.defaultButton, false} : answers.front();
+        if (!answers.empty())
             answers.pop_front();
-        }
         QTimer::singleShot(0, [done, answer] { done(answer); });
     }
     QStringList messages() const
@@ -77,20 +76,38 @@ public:
 
     FileOperationManagerTest() { manager.setFallbackPrompter(prompter); }
 
+    // Runs an asynchronous call and answers what it passed to its callback.
+    template <typename T = Paths, typename Call>
+    T await(Call call)
+    {
+        std::optional<T> result;
+        call([&](T value) { result = std::move(value); });
+        EXPECT_TRUE(QTest::qWaitFor([&] { return result.has_value(); }, 20000));
+        return result.value_or(T{});
+    }
     Paths transfer(std::vector<FileItem> sources, const fs::path& folder, TransferMode mode)
     {
-        std::optional<Paths> result;
-        manager.transfer(std::move(sources), folder, mode, prompter, [&](Paths p) { result = p; });
-        EXPECT_TRUE(QTest::qWaitFor([&] { return result.has_value(); }, 20000));
-        return result.value_or(Paths{});
+        return await([&](auto done) { manager.transfer(sources, folder, mode, prompter, done); });
     }
-    // Runs an asynchronous call that answers through a callback.
-    template <typename Call>
-    void await(Call call)
+    Paths trash(std::vector<FileItem> sources)
     {
-        bool finished = false;
-        call([&](auto&&...) { finished = true; });
-        EXPECT_TRUE(QTest::qWaitFor([&] { return finished; }, 20000));
+        return await([&](auto done) { manager.moveToTrash(sources, prompter, done); });
+    }
+    Paths deleteNow(std::vector<FileItem> sources)
+    {
+        return await([&](auto done) { manager.deletePermanently(sources, prompter, done); });
+    }
+    std::optional<fs::path> rename(const FileItem& item, const QString& name)
+    {
+        return await<std::optional<fs::path>>(
+            [&](auto done) { manager.rename(item, name, prompter, done); });
+    }
+    std::optional<fs::path> create(const fs::path& folder, bool isFolder)
+    {
+        return await<std::optional<fs::path>>([&](auto done) {
+            isFolder ? manager.createFolder(folder, prompter, done)
+                     : manager.createFile(folder, prompter, done);
+        });
     }
     void undoOrRedo(bool undo)
     {
@@ -103,7 +120,7 @@ public:
     }
 };
 
-TEST_F(FileOperationManagerTest, IntoItsOwnFolderMoveDoesNothingAndCopyDuplicates)
+TEST_F(FileOperationManagerTest, IntoItsOwnOrAnInnerFolder)
 {
     dir.file("a.txt", "A");
     dir.folder("d");
@@ -118,20 +135,17 @@ TEST_F(FileOperationManagerTest, IntoItsOwnFolderMoveDoesNothingAndCopyDuplicate
               Paths{dir / "a のコピー 2.txt"});
     EXPECT_EQ(readFile(dir / "a のコピー 2.txt"), "A");
     EXPECT_TRUE(prompter->shown.empty());
-}
 
-TEST_F(FileOperationManagerTest, FolderIntoItselfIsRefusedBeforeAnythingMoves)
-{
-    dir.file("x", "x");
+    // A folder into one inside it is refused before anything moves.
     dir.folder("A/B");
     const auto before = listing(dir.path());
     for (const TransferMode mode : {TransferMode::move, TransferMode::copy}) {
-        EXPECT_TRUE(transfer(items({dir / "x", dir / "A"}), dir / "A/B", mode).empty());
+        EXPECT_TRUE(transfer(items({dir / "a.txt", dir / "A"}), dir / "A/B", mode).empty());
         EXPECT_EQ(listing(dir.path()), before);
     }
     EXPECT_EQ(prompter->messages(), (QStringList{"「A」をその中に移動することはできません。",
                                                  "「A」をその中にコピーすることはできません。"}));
-    EXPECT_EQ(manager.undoStack().count(), 0);
+    EXPECT_EQ(manager.undoStack().count(), 2); // the two copies only
 }
 
 TEST_F(FileOperationManagerTest, ConflictQuestionOffersApplyToAllWhileMoreRemain)
@@ -185,17 +199,13 @@ TEST_F(FileOperationManagerTest, ReplaceSendsTheOldItemToTheTrashAndUndoRestores
 
     undoOrRedo(true);
     EXPECT_EQ(listing(dir.path()), before);
-}
 
-TEST_F(FileOperationManagerTest, ReplaceIsRefusedWhenTheExistingItemContainsTheSource)
-{
+    // Never when the item to replace holds the source.
     dir.file("A/A", "inner");
-    dir.file("A/other", "o");
     prompter->answers = {{replace, false}};
     EXPECT_TRUE(transfer(items({dir / "A/A"}), dir.path(), TransferMode::move).empty());
     EXPECT_EQ(prompter->messages().back(), "「A」は元を含んでいるため置き換えできません。");
     EXPECT_EQ(readFile(dir / "A/A"), "inner");
-    EXPECT_EQ(readFile(dir / "A/other"), "o");
 }
 
 TEST_F(FileOperationManagerTest, FailedOrChangedItemsAreReportedAndTheRestContinues)
@@ -217,8 +227,8 @@ TEST_F(FileOperationManagerTest, FailedOrChangedItemsAreReportedAndTheRestContin
     EXPECT_EQ(prompter->shown[1].informativeText, "ファイルまたはフォルダが見つかりません。");
 
     prompter->shown.clear();
-    await([&](auto done) { manager.moveToTrash(seen, prompter, done); });
-    await([&](auto done) { manager.rename(seen.front(), "z", prompter, done); });
+    EXPECT_TRUE(trash(seen).empty());
+    EXPECT_FALSE(rename(seen.front(), "z"));
     EXPECT_EQ(prompter->messages(), QStringList(2, "「x」は変更されたため、処理しませんでした。"));
     EXPECT_EQ(readFile(dir / "x"), "other");
 }
@@ -247,8 +257,8 @@ TEST_F(FileOperationManagerTest, ImmediateDeletionAsksWithReturnOnCancel)
     dir.file("one", "1");
     dir.file("two", "2");
     const auto both = items({dir / "one", dir / "two"});
-    await([&](auto done) { manager.deletePermanently(both, prompter, done); }); // Return
-    await([&](auto done) { manager.deletePermanently({both[0]}, prompter, done); });
+    EXPECT_TRUE(deleteNow(both).empty()); // Return
+    EXPECT_TRUE(deleteNow({both[0]}).empty());
     ASSERT_EQ(prompter->shown.size(), 2u);
     const Alert& alert = prompter->shown[0];
     EXPECT_EQ(alert.message, "2 項目をすぐに削除しますか？");
@@ -260,7 +270,7 @@ TEST_F(FileOperationManagerTest, ImmediateDeletionAsksWithReturnOnCancel)
     EXPECT_TRUE(fs::exists(dir / "one") && fs::exists(dir / "two"));
 
     prompter->answers = {{0, false}};
-    await([&](auto done) { manager.deletePermanently(both, prompter, done); });
+    EXPECT_EQ(deleteNow(both), (Paths{dir / "one", dir / "two"}));
     EXPECT_TRUE(listing(dir.path()).empty());
     EXPECT_EQ(manager.undoStack().count(), 0);
 }
@@ -270,31 +280,18 @@ TEST_F(FileOperationManagerTest, EveryOperationUndoesAndRedoes)
     struct Case {
         const char* action;
         std::function<void(FileOperationManagerTest&)> perform;
+        const char* appears; // relative to the scratch folder; null for none
     };
     const Case cases[] = {
         {"コピー",
-         [](auto& t) { t.transfer(items({t.dir / "f/a"}), t.dir / "g", TransferMode::copy); }},
-        {"移動",
-         [](auto& t) { t.transfer(items({t.dir / "f"}), t.dir / "g", TransferMode::move); }},
-        {"ゴミ箱に入れる",
-         [](auto& t) {
-             t.await(
-                 [&](auto done) { t.manager.moveToTrash(items({t.dir / "f"}), t.prompter, done); });
-         }},
-        {"名前の変更",
-         [](auto& t) {
-             t.await([&](auto done) {
-                 t.manager.rename(items({t.dir / "f/a"}).front(), "A", t.prompter, done);
-             });
-         }},
-        {"新規フォルダ",
-         [](auto& t) {
-             t.await([&](auto done) { t.manager.createFolder(t.dir / "g", t.prompter, done); });
-         }},
-        {"新規ファイル",
-         [](auto& t) {
-             t.await([&](auto done) { t.manager.createFile(t.dir / "f", t.prompter, done); });
-         }},
+         [](auto& t) { t.transfer(items({t.dir / "f/a"}), t.dir / "g", TransferMode::copy); },
+         "g/a"},
+        {"移動", [](auto& t) { t.transfer(items({t.dir / "f"}), t.dir / "g", TransferMode::move); },
+         "g/f/a"},
+        {"ゴミ箱に入れる", [](auto& t) { t.trash(items({t.dir / "f"})); }, nullptr},
+        {"名前の変更", [](auto& t) { t.rename(items({t.dir / "f/a"}).front(), "A"); }, "f/A"},
+        {"新規フォルダ", [](auto& t) { t.create(t.dir / "g", true); }, "g/名称未設定フォルダ"},
+        {"新規ファイル", [](auto& t) { t.create(t.dir / "f", false); }, "f/名称未設定.txt"},
     };
     dir.file("f/a", "a");
     dir.folder("g");
@@ -304,6 +301,8 @@ TEST_F(FileOperationManagerTest, EveryOperationUndoesAndRedoes)
         c.perform(*this);
         const auto after = listing(dir.path());
         EXPECT_NE(after, before);
+        if (c.appears)
+            EXPECT_TRUE(after.contains(c.appears));
         EXPECT_EQ(manager.undoStack().undoText(), c.action);
         undoOrRedo(true);
         EXPECT_EQ(listing(dir.path()), before);
@@ -312,41 +311,18 @@ TEST_F(FileOperationManagerTest, EveryOperationUndoesAndRedoes)
         undoOrRedo(true); // back to the start for the next case
     }
     EXPECT_TRUE(prompter->shown.empty());
-}
 
-TEST_F(FileOperationManagerTest, NamesForNewAndRenamedItems)
-{
-    auto create = [&](bool folder) {
-        std::optional<fs::path> path;
-        bool finished = false;
-        auto done = [&](std::optional<fs::path> p) { path = p, finished = true; };
-        folder ? manager.createFolder(dir.path(), prompter, done)
-               : manager.createFile(dir.path(), prompter, done);
-        EXPECT_TRUE(QTest::qWaitFor([&] { return finished; }, 20000));
-        return path.value_or(fs::path());
-    };
-    EXPECT_EQ(create(true), dir / "名称未設定フォルダ");
-    EXPECT_EQ(create(true), dir / "名称未設定フォルダ 2");
-    EXPECT_EQ(create(false), dir / "名称未設定.txt");
-    EXPECT_EQ(create(false), dir / "名称未設定 2.txt");
-
+    // Renames that change nothing or would clash are refused; a change of letter case is not.
     dir.file("readme", "r");
     dir.file("b", "b");
-    auto rename = [&](const char* from, const QString& to) {
-        std::optional<fs::path> path;
-        await([&](auto done) {
-            manager.rename({dir / from, std::nullopt}, to, prompter, [&, done](auto p) {
-                path = p;
-                done();
-            });
-        });
-        return path;
+    const auto renamed = [&](const char* from, const char* to) {
+        return rename({dir / from, std::nullopt}, to);
     };
-    EXPECT_EQ(rename("readme", "README"), dir / "README"); // letter case only
+    EXPECT_EQ(renamed("readme", "README"), dir / "README");
     EXPECT_EQ(readFile(dir / "README"), "r");
-    EXPECT_FALSE(rename("README", "README"));
-    EXPECT_FALSE(rename("b", "README"));
-    EXPECT_FALSE(rename("b", "x/y"));
+    EXPECT_FALSE(renamed("README", "README"));
+    EXPECT_FALSE(renamed("b", "README"));
+    EXPECT_FALSE(renamed("b", "x/y"));
     ASSERT_EQ(prompter->shown.size(), 2u);
     EXPECT_EQ(prompter->shown[0].message,
               "「README」という名前はすでに使われています。別の名前を選んでください。");
@@ -357,19 +333,12 @@ TEST_F(FileOperationManagerTest, NamesForNewAndRenamedItems)
 TEST_F(FileOperationManagerTest, PaneTransferConfirmationAbbreviatesHomeAndCanBeTurnedOff)
 {
     const ScratchSettings settings;
-    const fs::path inHome = PathText::homeFolder() / "dest";
-    bool answer = false;
-    auto confirm = [&](int count, const fs::path& where, TransferMode mode) {
-        await([&](auto done) {
-            manager.confirmTransfer(count, where, mode, prompter, [&, done](bool ok) {
-                answer = ok;
-                done();
-            });
-        });
-        return answer;
+    const auto confirm = [&](int count, const fs::path& where, TransferMode mode) {
+        return await<bool>(
+            [&](auto done) { manager.confirmTransfer(count, where, mode, prompter, done); });
     };
     prompter->answers = {{1, false}, {0, true}};
-    EXPECT_FALSE(confirm(2, inHome, TransferMode::copy));
+    EXPECT_FALSE(confirm(2, PathText::homeFolder() / "dest", TransferMode::copy));
     EXPECT_TRUE(confirm(1, PathText::homeFolder(), TransferMode::move));
     ASSERT_EQ(prompter->shown.size(), 2u);
     EXPECT_EQ(prompter->shown[0].message, "2 項目をコピーします");
@@ -380,9 +349,9 @@ TEST_F(FileOperationManagerTest, PaneTransferConfirmationAbbreviatesHomeAndCanBe
     EXPECT_FALSE(Preferences::shared().confirmPaneTransfer());
 
     EXPECT_TRUE(confirm(3, "/srv", TransferMode::copy)); // no longer asks
-    EXPECT_EQ(prompter->shown.size(), 2u);
     Preferences::shared().setConfirmPaneTransfer(true);
     confirm(3, "/srv", TransferMode::copy);
+    EXPECT_EQ(prompter->shown.size(), 3u);
     EXPECT_EQ(prompter->shown.back().informativeText, "コピー先: /srv");
 }
 

@@ -1,14 +1,20 @@
 #include "operations/FileTransfer.h"
 
+#include "platform/FileCopier.h"
 #include "support/TempDir.h"
 
 #include <QProcess>
+#include <acl/libacl.h>
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
+#include <functional>
 #include <gtest/gtest.h>
-#include <optional>
+#include <memory>
+#include <sys/acl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <thread>
 #include <unistd.h>
 
@@ -18,7 +24,7 @@ namespace {
 
 struct ToolRun {
     int status = -1;
-    std::string err;
+    std::string out, err;
 };
 
 ToolRun run(const QString& program, const QStringList& arguments)
@@ -27,7 +33,8 @@ ToolRun run(const QString& program, const QStringList& arguments)
     process.start(program, arguments);
     process.waitForFinished(-1);
     const bool exited = process.exitStatus() == QProcess::NormalExit;
-    return {exited ? process.exitCode() : -1, process.readAllStandardError().toStdString()};
+    return {exited ? process.exitCode() : -1, process.readAllStandardOutput().toStdString(),
+            process.readAllStandardError().toStdString()};
 }
 
 QString arg(const fs::path& path)
@@ -35,20 +42,32 @@ QString arg(const fs::path& path)
     return QString::fromLocal8Bit(path.native().c_str());
 }
 
-// Types, modes, times, link targets and file sizes below `root`, sorted.
+// Every item below `root` (the root itself included) as find prints it, plus its
+// extended attributes (ACLs among them), sorted; NUL-terminated so that names with
+// newlines stay whole, the name after a \1 so that link targets with spaces do too.
 std::vector<std::string> listing(const fs::path& root)
 {
-    QProcess find;
-    find.start("find", {arg(root), "-printf", "%y %M %T@ %l\\001%P\\002%s\\000"});
-    find.waitForFinished(-1);
-    const std::string out = find.readAllStandardOutput().toStdString();
+    const std::string out =
+        run("find", {arg(root), "-printf", "%y %M %u %g %T@ %l\\001%P\\002%s\\000"}).out;
     std::vector<std::string> lines;
     for (size_t start = 0, end; (end = out.find('\0', start)) != std::string::npos;
          start = end + 1) {
         std::string line = out.substr(start, end - start);
+        const size_t name = line.find('\1') + 1, size = line.rfind('\2');
+        const fs::path item = root / line.substr(name, size - name);
         // A folder's own size is the file system's business, not the copy's.
         if (line.starts_with('d'))
-            line.erase(line.rfind('\2'));
+            line.erase(size);
+        std::vector<char> names(65536);
+        const ssize_t n = ::llistxattr(item.c_str(), names.data(), names.size());
+        for (ssize_t i = 0; i < n; i += ssize_t(std::strlen(&names[size_t(i)])) + 1) {
+            std::vector<char> value(65536);
+            const char* key = &names[size_t(i)];
+            const ssize_t v = ::lgetxattr(item.c_str(), key, value.data(), value.size());
+            const std::string bytes(value.data(), size_t(std::max<ssize_t>(v, 0)));
+            line += std::string(" [") + key + " " + std::to_string(bytes.size()) + " " +
+                    std::to_string(std::hash<std::string>()(bytes)) + "]";
+        }
         lines.push_back(line);
     }
     std::sort(lines.begin(), lines.end());
@@ -74,20 +93,97 @@ fs::path makeTree(const TempDir& dir, int64_t bigBytes = 0)
     return dir / "tree";
 }
 
-// A scratch folder on the tmpfs /dev/shm, for moves between file systems.
-void makeTmpfsDir(std::optional<TempDir>& dir)
+// Records which files were started and how many finished.
+struct RecordingObserver : CopyObserver {
+    std::vector<fs::path> started;
+    int finished = 0;
+    bool fileStarted(const fs::path& source) override { return started.push_back(source), true; }
+    bool dataCopied(int64_t) override { return true; }
+    bool fileFinished() override { return ++finished, true; }
+};
+
+void setTimes(const fs::path& path, int64_t seconds, long nanoseconds)
 {
-    const char* old = std::getenv("TMPDIR");
-    const std::string saved = old ? old : "";
-    ::setenv("TMPDIR", "/dev/shm", 1);
+    const timespec times[2] = {{seconds, nanoseconds}, {seconds, nanoseconds}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
+}
+
+void setXattr(const fs::path& path, const char* name, const std::string& value)
+{
+    ASSERT_EQ(::setxattr(path.c_str(), name, value.data(), value.size(), 0), 0) << path;
+}
+
+void setAcl(const fs::path& path, acl_type_t type, const char* text)
+{
+    acl_t acl = ::acl_from_text(text);
+    ASSERT_NE(acl, nullptr);
+    ASSERT_EQ(::acl_set_file(path.c_str(), type, acl), 0) << path;
+    ::acl_free(acl);
+}
+
+// A tree with every kind of item and attribute the copy must keep.
+fs::path makeFullTree(const TempDir& dir)
+{
+    std::vector<fs::path> items = {
+        dir.folder("tree"),
+        dir.file("tree/plain.txt", "hello"),
+        dir.file("tree/private", std::string(20000, 'p')),
+        dir.file("tree/script.sh", "#!/bin/sh\n"),
+        dir.file("tree/readonly", "r"),
+        dir.file("tree/setuid", "s"),
+        dir.file("tree/empty"),
+        dir.file("tree/bad\xff\xfe name.bin", "bytes"),
+        dir.file("tree/new\nline", "nl"),
+        dir.file("tree/" + std::string(255, 'n'), "long"),
+        dir.folder("tree/empty folder"),
+        dir.file("tree/locked/inside", "in"),
+        dir.folder("tree/sticky"),
+        dir.file("tree/sub/deeper/file", "deep"),
+        dir.link("tree/dangling", "missing"),
+        dir.link("tree/to-folder", "sub"),
+        dir.link("tree/to-file", "plain.txt"),
+        dir.link("tree/absolute", "/nonexistent/target"),
+    };
+    items.push_back(dir / "tree/pipe");
+    EXPECT_EQ(::mkfifo(items.back().c_str(), 0640), 0);
+    items.insert(items.end(), {dir / "tree/locked", dir / "tree/sub", dir / "tree/sub/deeper"});
+    const std::pair<const char*, mode_t> modes[] = {
+        {"private", 0600},      {"script.sh", 0755}, {"readonly", 0444}, {"setuid", 04755},
+        {"empty folder", 0750}, {"locked", 0555},    {"sticky", 01777},
+    };
+    for (const auto& [name, mode] : modes)
+        EXPECT_EQ(::chmod((dir / "tree" / name).c_str(), mode), 0) << name;
+    setXattr(dir / "tree/plain.txt", "user.comment", "a note");
+    setXattr(dir / "tree/private", "user.big", std::string(3000, 'x'));
+    setXattr(dir / "tree/sub", "user.empty", "");
+    setAcl(dir / "tree/private", ACL_TYPE_ACCESS, "u::rw-,u:65534:r--,g::---,m::r--,o::---");
+    setAcl(dir / "tree/sub", ACL_TYPE_DEFAULT, "u::rwx,u:65534:r-x,g::r-x,m::r-x,o::---");
+    if (::geteuid() == 0) {
+        EXPECT_EQ(::lchown((dir / "tree/to-file").c_str(), 65534, 65534), 0);
+    }
+    // Times last: every change above moves them.
+    for (size_t i = 0; i < items.size(); ++i)
+        setTimes(items[i], 1'500'000'000 + int64_t(i) * 1000, long(i) * 12'345'679 + 1);
+    return dir / "tree";
+}
+
+// A scratch folder on the tmpfs /dev/shm, when that is another file system than `here`.
+std::unique_ptr<TempDir> otherVolume(const TempDir& here)
+{
+    const QByteArray old = qgetenv("TMPDIR");
+    qputenv("TMPDIR", "/dev/shm");
+    std::unique_ptr<TempDir> dir;
     try {
-        dir.emplace();
+        dir = std::make_unique<TempDir>();
     } catch (...) {
     }
-    if (old)
-        ::setenv("TMPDIR", saved.c_str(), 1);
-    else
-        ::unsetenv("TMPDIR");
+    old.isNull() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", old);
+    struct stat a {
+    }, b{};
+    if (dir && (::stat(here.path().c_str(), &a) || ::stat(dir->path().c_str(), &b) ||
+                a.st_dev == b.st_dev))
+        dir.reset();
+    return dir;
 }
 
 // Cancels as soon as the copy has reported its first bytes, from another thread
@@ -117,19 +213,104 @@ std::string toolPath()
     return (fs::read_symlink("/proc/self/exe").parent_path() / "quillo-tool").native();
 }
 
-// Root reads and removes anything, so the permission cases run quillo-tool as nobody.
-// The scratch folder must be reachable for it, and so must a copy of the tool.
-ToolRun runToolAsNobody(const TempDir& scratch, const QStringList& arguments)
+// Root reads and removes anything, so as root the permission cases run quillo-tool as
+// nobody, which needs the scratch folder and a copy of the tool within its reach; else
+// `direct` runs. Either way the failure names `path`.
+void expectAccessDenied(const TempDir& scratch, const QStringList& toolArguments, const char* verb,
+                        const fs::path& path, const std::function<Result<void>()>& direct)
 {
+    if (::geteuid() != 0) {
+        const auto r = direct();
+        ASSERT_FALSE(r);
+        EXPECT_EQ(r.error(), Error::fromErrno(EACCES, path));
+        return;
+    }
+    if (!fs::exists(toolPath()))
+        GTEST_SKIP() << "quillo-tool is not built; as root only it can run as nobody";
     const fs::path tool = scratch / "quillo-tool";
     fs::copy_file(toolPath(), tool);
     ::chmod(scratch.path().c_str(), 0755);
-    return run("setpriv",
-               QStringList{"--reuid=nobody", "--regid=nogroup", "--clear-groups", arg(tool)} +
-                   arguments);
+    const ToolRun r = run(
+        "setpriv", QStringList{"--reuid=nobody", "--regid=nogroup", "--clear-groups", arg(tool)} +
+                       toolArguments);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "「" + path.native() + "」を" + verb + "できませんでした。" +
+                         "アクセス権がありません。\n");
 }
 
 } // namespace
+
+TEST(FileCopierTest, CopyKeepsWhatCpArchiveKeeps)
+{
+    TempDir dir;
+    const fs::path tree = makeFullTree(dir);
+    const auto original = listing(tree);
+    RecordingObserver observer;
+    ASSERT_TRUE(FileCopier::copyTree(tree, dir / "ours", observer));
+    ASSERT_EQ(run("cp", {"-a", arg(tree), arg(dir / "theirs")}).status, 0);
+
+    const auto ours = listing(dir / "ours");
+    EXPECT_EQ(ours, listing(dir / "theirs")) << "against cp -a";
+    EXPECT_EQ(ours, original) << "against the source";
+    EXPECT_EQ(listing(tree), original) << "the source changed";
+    EXPECT_EQ(ours.size(), 22u);
+    for (const char* name : {"plain.txt", "private", "bad\xff\xfe name.bin", "sub/deeper/file"})
+        EXPECT_EQ(readFile(dir / "ours" / name), readFile(tree / name)) << name;
+    // One start and one finish per regular file, never for links, FIFOs or folders.
+    EXPECT_EQ(observer.started.size(), 11u);
+    EXPECT_EQ(observer.finished, 11);
+    EXPECT_TRUE(std::ranges::count(observer.started, tree / "sub/deeper/file"));
+
+    // A link given as the item itself is copied and removed as a link, never followed.
+    ASSERT_TRUE(FileCopier::copyTree(tree / "to-folder", dir / "link copy", observer));
+    EXPECT_EQ(fs::read_symlink(dir / "link copy"), "sub");
+    EXPECT_EQ(observer.started.size(), 11u);
+    ASSERT_TRUE(FileCopier::removeTree(dir / "link copy"));
+    ASSERT_TRUE(FileCopier::removeTree(tree / "to-folder"));
+    EXPECT_EQ(readFile(tree / "sub/deeper/file"), "deep") << "removal followed a link";
+}
+
+TEST(FileCopierTest, SingleCallOperations)
+{
+    TempDir dir;
+    const fs::path a = dir.file("a", "A");
+    const fs::path b = dir.file("b", "B");
+    const auto clash = FileCopier::renameNoReplace(a, b);
+    ASSERT_FALSE(clash);
+    EXPECT_EQ(clash.error().code, EEXIST);
+    EXPECT_EQ(readFile(b), "B");
+    ASSERT_TRUE(FileCopier::renameNoReplace(a, dir / "c"));
+    EXPECT_EQ(readFile(dir / "c"), "A");
+    ASSERT_TRUE(FileCopier::renameReplacing(dir / "c", b));
+    EXPECT_EQ(readFile(b), "A");
+
+    EXPECT_EQ(FileCopier::makeFolder(b).error().code, EEXIST);
+    EXPECT_EQ(FileCopier::makeEmptyFile(b).error().code, EEXIST);
+    dir.link("dangling", "missing");
+    EXPECT_EQ(FileCopier::makeEmptyFile(dir / "dangling").error().code, EEXIST);
+    EXPECT_FALSE(fs::exists(dir / "missing")) << "created through a dangling link";
+    ASSERT_TRUE(FileCopier::makeEmptyFile(dir / "new"));
+    EXPECT_EQ(fs::file_size(dir / "new"), 0u);
+
+    // Failures name the path they met; a missing parent or a folder into itself.
+    const fs::path folder = dir.folder("folder");
+    RecordingObserver observer;
+    for (const auto& [from, to, code] :
+         {std::tuple{b, dir / "no/x", ENOENT}, std::tuple{folder, folder / "inner", EINVAL}}) {
+        const auto r = FileCopier::copyTree(from, to, observer);
+        ASSERT_FALSE(r) << to;
+        EXPECT_EQ(r.error(), Error::fromErrno(code, to));
+    }
+    EXPECT_FALSE(FileCopier::identity(dir / "missing"));
+    EXPECT_NE(FileCopier::identity(dir / "dangling"), FileCopier::identity(b));
+
+    // Removing a copy takes read-only folders apart (as root the mode bits stop nothing).
+    dir.file("copy/locked/inner/file", "x");
+    ASSERT_EQ(::chmod((dir / "copy/locked/inner").c_str(), 0555), 0);
+    ASSERT_EQ(::chmod((dir / "copy/locked").c_str(), 0500), 0);
+    ASSERT_TRUE(FileCopier::removeCopy(dir / "copy"));
+    EXPECT_FALSE(present(dir / "copy"));
+}
 
 TEST(FileTransferTest, ExistingDestinationIsNeverTouched)
 {
@@ -224,20 +405,12 @@ TEST(FileTransferTest, UnreadableFileStopsTheCopyAndNamesIt)
     const fs::path secret = dir.file("tree/sub/secret", "s");
     ASSERT_EQ(::chmod(secret.c_str(), 0), 0);
     const fs::path target = dir.folder("target");
-    if (::geteuid() == 0) {
-        if (!fs::exists(toolPath()))
-            GTEST_SKIP() << "quillo-tool is not built; as root only it can run as nobody";
-        ::chmod(target.c_str(), 0777);
-        const ToolRun r = runToolAsNobody(dir, {"copy", arg(tree), arg(target)});
-        EXPECT_EQ(r.status, 1);
-        EXPECT_EQ(r.err, "「" + secret.native() + "」をコピーできませんでした。" +
-                             "アクセス権がありません。\n");
-    } else {
-        TransferProgress progress;
-        const auto r = FileTransfer::copyItem(tree, target / "tree", progress);
-        ASSERT_FALSE(r);
-        EXPECT_EQ(r.error(), Error::fromErrno(EACCES, secret));
-    }
+    ::chmod(target.c_str(), 0777);
+    TransferProgress progress;
+    expectAccessDenied(dir, {"copy", arg(tree), arg(target)}, "コピー", secret,
+                       [&] { return FileTransfer::copyItem(tree, target / "tree", progress); });
+    if (IsSkipped())
+        return;
     EXPECT_FALSE(present(target / "tree"));
 }
 
@@ -266,11 +439,8 @@ TEST(FileTransferTest, MoveWithinAVolumeRenames)
 TEST(FileTransferTest, MoveAcrossFileSystemsCopiesThenRemoves)
 {
     TempDir dir;
-    std::optional<TempDir> shm;
-    makeTmpfsDir(shm);
-    struct stat here, there;
-    if (!shm || ::stat(dir.path().c_str(), &here) != 0 ||
-        ::stat(shm->path().c_str(), &there) != 0 || here.st_dev == there.st_dev)
+    const auto shm = otherVolume(dir);
+    if (!shm)
         GTEST_SKIP() << "needs /dev/shm on another file system than " << dir.path();
     EXPECT_FALSE(FileTransfer::isSameVolume(dir.path(), shm->path()));
     // A same-volume answer that is wrong meets EXDEV and copies all the same.
@@ -284,33 +454,17 @@ TEST(FileTransferTest, MoveAcrossFileSystemsCopiesThenRemoves)
         EXPECT_EQ(listing(destination), original) << sameVolume;
         EXPECT_EQ(progress.snapshot().bytesDone, 3006) << sameVolume;
     }
-}
 
-TEST(FileTransferTest, FailedSourceRemovalKeepsBothCopies)
-{
-    TempDir dir;
-    std::optional<TempDir> shm;
-    makeTmpfsDir(shm);
-    struct stat here, there;
-    if (!shm || ::stat(dir.path().c_str(), &here) != 0 ||
-        ::stat(shm->path().c_str(), &there) != 0 || here.st_dev == there.st_dev)
-        GTEST_SKIP() << "needs /dev/shm on another file system than " << dir.path();
+    // A source that cannot be removed afterwards stays, beside its copy.
     const fs::path source = dir.file("locked/item", "precious");
     ASSERT_EQ(::chmod((dir / "locked").c_str(), 0555), 0);
-    if (::geteuid() == 0) {
-        if (!fs::exists(toolPath()))
-            GTEST_SKIP() << "quillo-tool is not built; as root only it can run as nobody";
-        ::chmod(shm->path().c_str(), 0777);
-        const ToolRun r = runToolAsNobody(dir, {"move", arg(source), arg(shm->path())});
-        EXPECT_EQ(r.status, 1);
-        EXPECT_EQ(r.err, "「" + source.native() + "」を移動できませんでした。" +
-                             "アクセス権がありません。\n");
-    } else {
-        TransferProgress progress;
-        const auto r = FileTransfer::moveItem(source, shm->path() / "item", false, progress);
-        ASSERT_FALSE(r);
-        EXPECT_EQ(r.error(), Error::fromErrno(EACCES, source));
-    }
+    ::chmod(shm->path().c_str(), 0777);
+    TransferProgress progress;
+    expectAccessDenied(dir, {"move", arg(source), arg(shm->path())}, "移動", source, [&] {
+        return FileTransfer::moveItem(source, shm->path() / "item", false, progress);
+    });
+    if (IsSkipped())
+        return;
     EXPECT_EQ(readFile(source), "precious");
     EXPECT_EQ(readFile(shm->path() / "item"), "precious");
 }
@@ -322,31 +476,19 @@ TEST(FileTransferTest, QuestionsAskedBeforeATransfer)
     const fs::path folder = dir.folder("empty");
     const fs::path toFolder = dir.link("toFolder", "empty");
     const fs::path toFile = dir.link("toFile", "file");
-    ASSERT_EQ(::link(file.c_str(), (dir / "hard").c_str()), 0);
     const fs::path missing = dir / "missing";
-
+    ASSERT_EQ(::link(file.c_str(), (dir / "hard").c_str()), 0);
+    // Links are never followed: a link to a folder is no folder, nor the same as its target.
     EXPECT_TRUE(FileTransfer::isDirectory(folder));
-    for (const fs::path& p : {file, toFolder, missing})
-        EXPECT_FALSE(FileTransfer::isDirectory(p)) << p;
-
+    EXPECT_FALSE(FileTransfer::isDirectory(toFolder) || FileTransfer::isDirectory(missing));
     EXPECT_TRUE(FileTransfer::isSameFile(file, dir / "hard"));
     EXPECT_TRUE(FileTransfer::isSameFile(file, dir / "./file"));
-    for (const auto& [a, b] :
-         {std::pair{file, toFile}, {file, folder}, {file, missing}, {missing, missing}})
-        EXPECT_FALSE(FileTransfer::isSameFile(a, b)) << a << " " << b;
+    EXPECT_FALSE(FileTransfer::isSameFile(file, toFile) || FileTransfer::isSameFile(file, folder));
+    EXPECT_FALSE(FileTransfer::isSameFile(missing, missing));
     EXPECT_TRUE(FileTransfer::isSameVolume(file, folder));
-    EXPECT_FALSE(FileTransfer::isSameVolume(file, missing));
-    EXPECT_FALSE(FileTransfer::isSameVolume(missing, file));
-
-    struct Size {
-        std::vector<fs::path> paths;
-        int64_t bytes;
-    } sizes[] = {
-        {{folder}, 0},
-        {{toFile}, 4}, // the link's own size: "file" has four bytes
-        {{file, toFolder, missing}, 5 + 5},
-        {{makeTree(dir)}, 3006},
-    };
-    for (const Size& s : sizes)
-        EXPECT_EQ(FileTransfer::totalSize(s.paths), s.bytes) << s.paths.front();
+    EXPECT_FALSE(FileTransfer::isSameVolume(file, missing) ||
+                 FileTransfer::isSameVolume(missing, file));
+    EXPECT_EQ(FileTransfer::totalSize({toFile}), 4); // the link's own size
+    EXPECT_EQ(FileTransfer::totalSize({file, toFolder, missing, folder}), 5 + 5);
+    EXPECT_EQ(FileTransfer::totalSize({makeTree(dir)}), 3006);
 }

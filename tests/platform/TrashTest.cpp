@@ -1,71 +1,106 @@
 #include "platform/Trash.h"
 
 #include "core/PathText.h"
-#include "platform/TrashTesting.h"
+#include "support/TempDir.h"
 
 #include <QDateTime>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
+#include <memory>
+#include <sched.h>
 #include <set>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
-using namespace TrashTesting;
 
 namespace {
 
+const std::string kUid = std::to_string(::getuid());
+
+struct Cleanup {
+    std::function<void()> run;
+    ~Cleanup() { run(); }
+};
+
 // Points XDG_DATA_HOME elsewhere for as long as it lives.
-class DataHome {
-public:
+struct DataHome {
+    QByteArray old = qgetenv("XDG_DATA_HOME");
     explicit DataHome(const fs::path& path)
-        : m_old(qgetenv("XDG_DATA_HOME"))
     {
         qputenv("XDG_DATA_HOME", QByteArray::fromStdString(path.native()));
     }
-    ~DataHome() { qputenv("XDG_DATA_HOME", m_old); }
-
-private:
-    QByteArray m_old;
+    ~DataHome() { qputenv("XDG_DATA_HOME", old); }
 };
 
+fs::path homeTrash()
+{
+    return fs::path(qgetenv("XDG_DATA_HOME").toStdString()) / "Trash";
+}
+
+// The raw value of the Path key of an info file.
+std::string pathKey(const fs::path& info)
+{
+    static const QRegularExpression line(QStringLiteral("^Path=(.*)$"),
+                                         QRegularExpression::MultilineOption);
+    const auto match = line.match(QString::fromStdString(readFile(info)));
+    return match.hasMatch() ? match.captured(1).toStdString() : std::string("(none)");
+}
+
+std::string decodedPathKey(const fs::path& info)
+{
+    return QByteArray::fromPercentEncoding(QByteArray::fromStdString(pathKey(info))).toStdString();
+}
+
+size_t entryCount(const fs::path& folder)
+{
+    std::error_code ec;
+    size_t n = 0;
+    for (auto it = fs::directory_iterator(folder, ec); !ec && it != fs::directory_iterator();
+         it.increment(ec))
+        ++n;
+    return n;
+}
+
+mode_t modeOf(const fs::path& path)
+{
+    struct stat st {};
+    ::lstat(path.c_str(), &st);
+    return st.st_mode & 07777;
+}
+
 struct ProcessRun {
-    bool finished = false;
-    int status = -1;
-    std::string out;
-    std::string err;
+    bool ok = false;
+    std::string out, err;
 };
 
 ProcessRun runProcess(const QString& program, const QStringList& arguments)
 {
     QProcess process;
     process.start(program, arguments);
-    ProcessRun run;
-    run.finished = process.waitForFinished() && process.exitStatus() == QProcess::NormalExit;
-    run.status = process.exitCode();
-    run.out = process.readAllStandardOutput().toStdString();
-    run.err = process.readAllStandardError().toStdString();
-    return run;
+    const bool finished = process.waitForFinished() && process.exitStatus() == QProcess::NormalExit;
+    return {finished && process.exitCode() == 0, process.readAllStandardOutput().toStdString(),
+            process.readAllStandardError().toStdString()};
 }
 
-// The info file in the home trash whose Path names `original`.
-std::optional<fs::path> infoNaming(const fs::path& original)
+QString gio()
 {
-    for (const auto& entry : fs::directory_iterator(homeTrash() / "info")) {
-        if (percentDecoded(pathKey(entry.path())) == original.native())
-            return entry.path();
-    }
-    return std::nullopt;
+    return QStandardPaths::findExecutable(QStringLiteral("gio"));
 }
 
 } // namespace
 
-TEST(TrashTest, HomeTrashRecordsTheRawPathAndRestoresItByteForByte)
+TEST(TrashTest, HomeTrashRecordsTheRawPathAndRestoresEveryKindOfItemByteForByte)
 {
     TempDir scratch;
-    const std::string name = "a b\nc\xff%d.txt";
-    const fs::path item = scratch.file(name, "contents\n");
+    const fs::path item = scratch.file("a b\nc\xff%d.txt", "contents\n");
     const auto trashed = Trash::moveToTrash(item);
     ASSERT_TRUE(trashed) << trashed.error().code;
     EXPECT_EQ(trashed->original, item);
@@ -83,7 +118,7 @@ TEST(TrashTest, HomeTrashRecordsTheRawPathAndRestoresItByteForByte)
     const auto match = format.match(info);
     ASSERT_TRUE(match.hasMatch()) << info.toStdString();
     EXPECT_TRUE(match.captured(1).endsWith(QStringLiteral("/a%20b%0Ac%FF%25d.txt")));
-    EXPECT_EQ(percentDecoded(match.captured(1).toStdString()), item.native());
+    EXPECT_EQ(decodedPathKey(trashed->info), item.native());
     const QDateTime deleted = QDateTime::fromString(match.captured(2), Qt::ISODate);
     EXPECT_LT(std::abs(deleted.secsTo(QDateTime::currentDateTime())), 300) << "local time";
 
@@ -91,33 +126,32 @@ TEST(TrashTest, HomeTrashRecordsTheRawPathAndRestoresItByteForByte)
     EXPECT_EQ(readFile(item), "contents\n");
     EXPECT_FALSE(fs::exists(fs::symlink_status(trashed->trashed)));
     EXPECT_FALSE(fs::exists(fs::symlink_status(trashed->info)));
-}
 
-TEST(TrashTest, FoldersLinksAndLongNamesGoAndComeBack)
-{
-    TempDir scratch;
+    // Folders, links and the longest names go and come back alike.
+    std::string kana; // 84 three-byte characters and ".md": 255 bytes
+    for (int i = 0; i < 84; ++i)
+        kana += "あ";
     scratch.file("tree/inner/deep.txt", "deep");
     scratch.link("tree/link", "inner/deep.txt");
     scratch.link("dangling", "nowhere");
     scratch.file(std::string(255, 'L'), "long");
-    std::string kana; // 84 three-byte characters and ".md": 255 bytes
-    for (int i = 0; i < 84; ++i)
-        kana += "あ";
     scratch.file(kana + ".md", "kana");
     for (const auto& entry : fs::directory_iterator(scratch.path())) {
-        const fs::path item = entry.path();
-        const auto trashed = Trash::moveToTrash(item);
-        ASSERT_TRUE(trashed) << item << " " << trashed.error().code;
+        const auto trashed = Trash::moveToTrash(entry.path());
+        ASSERT_TRUE(trashed) << entry.path() << " " << trashed.error().code;
         EXPECT_LE(trashed->info.filename().native().size(), 255u);
-        EXPECT_TRUE(PathText::isValidUtf8(trashed->trashed.filename().native()));
-        EXPECT_EQ(percentDecoded(pathKey(trashed->info)), item.native());
+        // A shortened name never ends inside a character.
+        EXPECT_EQ(PathText::isValidUtf8(trashed->trashed.filename().native()),
+                  PathText::isValidUtf8(entry.path().filename().native()));
+        EXPECT_EQ(decodedPathKey(trashed->info), entry.path().native());
         ASSERT_TRUE(Trash::restore(*trashed));
     }
+    EXPECT_EQ(entryCount(scratch.path()), 5u);
+    EXPECT_EQ(readFile(item), "contents\n");
     EXPECT_EQ(readFile(scratch / "tree/inner/deep.txt"), "deep");
     EXPECT_EQ(fs::read_symlink(scratch / "tree/link"), "inner/deep.txt");
     EXPECT_EQ(fs::read_symlink(scratch / "dangling"), "nowhere");
     EXPECT_EQ(readFile(scratch / std::string(255, 'L')), "long");
-    EXPECT_EQ(entryCount(scratch.path()), 4u);
     EXPECT_EQ(readFile(scratch / (kana + ".md")), "kana");
 }
 
@@ -130,8 +164,7 @@ TEST(TrashTest, RestoreNeverReplacesWhatTookThePlace)
     scratch.file("place.txt", "new");
     const auto restored = Trash::restore(*trashed);
     ASSERT_FALSE(restored);
-    EXPECT_EQ(restored.error().code, EEXIST);
-    EXPECT_EQ(restored.error().path, item);
+    EXPECT_EQ(restored.error(), Error::fromErrno(EEXIST, item));
     EXPECT_EQ(readFile(item), "new");
     EXPECT_EQ(readFile(trashed->trashed), "old");
     EXPECT_TRUE(fs::exists(trashed->info));
@@ -153,9 +186,8 @@ TEST(TrashTest, SameNamesGetDistinctTrashNamesBesideEarlierEntries)
         const fs::path item = scratch.file(std::string(folder) + "/" + stem + ".txt", folder);
         const auto trashed = Trash::moveToTrash(item);
         ASSERT_TRUE(trashed);
-        EXPECT_EQ(trashed->trashed.extension(), ".txt");
         EXPECT_EQ(readFile(trashed->trashed), folder);
-        EXPECT_EQ(percentDecoded(pathKey(trashed->info)), item.native());
+        EXPECT_EQ(decodedPathKey(trashed->info), item.native());
         names.insert(trashed->trashed.filename());
     }
     EXPECT_EQ(names, (std::set<fs::path>{stem + ".3.txt", stem + ".4.txt", stem + ".5.txt"}));
@@ -174,50 +206,41 @@ TEST(TrashTest, BadItemsAndUnusableHomeTrashes)
         const fs::path before = fs::current_path();
         fs::current_path(inside);
         Cleanup back{[&] { fs::current_path(before); }};
-        for (const char* bad : {"", ".", "..", "./", "sub/.", "sub/..", "sub/../", "/"}) {
-            const auto result = Trash::moveToTrash(bad);
-            ASSERT_FALSE(result) << bad;
-            EXPECT_EQ(result.error().code, EINVAL) << bad;
-        }
+        for (const char* bad : {"", ".", "..", "./", "sub/.", "sub/..", "sub/../", "/"})
+            EXPECT_EQ(Trash::moveToTrash(bad).error().code, EINVAL) << bad;
         EXPECT_TRUE(fs::is_directory(inside));
         // A relative item is recorded with its absolute path.
         std::ofstream("rel.txt") << "rel";
         const auto relative = Trash::moveToTrash("rel.txt");
         ASSERT_TRUE(relative);
-        EXPECT_EQ(relative->original, inside / "rel.txt");
-        EXPECT_EQ(percentDecoded(pathKey(relative->info)), (inside / "rel.txt").native());
+        EXPECT_EQ(decodedPathKey(relative->info), (inside / "rel.txt").native());
         ASSERT_TRUE(Trash::restore(*relative));
     }
 
     const fs::path elsewhere = scratch.folder("elsewhere");
     const fs::path item = scratch.file("item", "x");
-    struct Case {
-        const char* what;
-        std::function<void(const fs::path& data)> prepare;
-    };
-    const Case cases[] = {
-        {"link", [&](const fs::path& data) { fs::create_symlink(elsewhere, data / "Trash"); }},
+    const std::pair<const char*, std::function<void(const fs::path&)>> cases[] = {
+        {"link", [&](const fs::path& trash) { fs::create_symlink(elsewhere, trash); }},
         {"open to others",
-         [](const fs::path& data) {
-             fs::create_directory(data / "Trash");
-             ::chmod((data / "Trash").c_str(), 0777);
+         [](const fs::path& trash) {
+             fs::create_directory(trash);
+             ::chmod(trash.c_str(), 0777);
          }},
         {"files is a link",
-         [&](const fs::path& data) {
-             fs::create_directory(data / "Trash");
-             fs::create_symlink(elsewhere, data / "Trash" / "files");
+         [&](const fs::path& trash) {
+             fs::create_directory(trash);
+             fs::create_symlink(elsewhere, trash / "files");
          }},
     };
-    int n = 0;
-    for (const Case& c : cases) {
-        const fs::path data = scratch.folder("data" + std::to_string(++n));
-        c.prepare(data);
+    for (const auto& [what, prepare] : cases) {
+        const fs::path data = scratch.folder(std::string("data ") + what);
+        prepare(data / "Trash");
         DataHome redirected(data);
         const auto result = Trash::moveToTrash(item);
-        ASSERT_FALSE(result) << c.what;
-        EXPECT_EQ(result.error(), Error::fromErrno(Trash::kNoTrash, item)) << c.what;
+        ASSERT_FALSE(result) << what;
+        EXPECT_EQ(result.error(), Error::fromErrno(Trash::kNoTrash, item)) << what;
         EXPECT_EQ(readFile(item), "x");
-        EXPECT_EQ(entryCount(elsewhere), 0u) << c.what;
+        EXPECT_EQ(entryCount(elsewhere), 0u) << what;
     }
     // A missing home trash is made, private to us.
     const fs::path fresh = scratch / "fresh" / "share";
@@ -229,15 +252,16 @@ TEST(TrashTest, BadItemsAndUnusableHomeTrashes)
 
 TEST(TrashTest, SharesTheHomeTrashWithGio)
 {
-    const QString gio = QStandardPaths::findExecutable(QStringLiteral("gio"));
-    if (gio.isEmpty())
+    if (gio().isEmpty())
         GTEST_SKIP() << "gio is not installed (package libglib2.0-bin)";
     TempDir scratch;
     const fs::path item = scratch.file("gio & quillo\n日本 100%.txt", "theirs");
-    const ProcessRun theirs =
-        runProcess(gio, {QStringLiteral("trash"), QString::fromStdString(item.native())});
-    ASSERT_TRUE(theirs.finished && theirs.status == 0) << theirs.err;
-    const auto theirInfo = infoNaming(item);
+    const ProcessRun theirs = runProcess(gio(), {"trash", QString::fromStdString(item.native())});
+    ASSERT_TRUE(theirs.ok) << theirs.err;
+    std::optional<fs::path> theirInfo;
+    for (const auto& entry : fs::directory_iterator(homeTrash() / "info"))
+        if (decodedPathKey(entry.path()) == item.native())
+            theirInfo = entry.path();
     ASSERT_TRUE(theirInfo);
     const fs::path theirFile = homeTrash() / "files" / theirInfo->stem();
 
@@ -259,20 +283,14 @@ TEST(TrashTest, SharesTheHomeTrashWithGio)
 
 TEST(TrashTest, GioListsWhatWeTrashed)
 {
-    const QString gio = QStandardPaths::findExecutable(QStringLiteral("gio"));
-    if (gio.isEmpty())
-        GTEST_SKIP() << "gio is not installed (package libglib2.0-bin)";
     // Listing goes through the trash:/// location, which GVfs serves over a session bus.
     // A private one: GVfs started from it sees this test's HOME and XDG_DATA_HOME, and
     // the desktop's own session is left alone.
     const QString session = QStandardPaths::findExecutable(QStringLiteral("dbus-run-session"));
-    if (session.isEmpty())
-        GTEST_SKIP() << "dbus-run-session is not installed (package dbus-daemon)";
-    const auto listing = [&] {
-        return runProcess(session, {QStringLiteral("--"), gio, QStringLiteral("trash"),
-                                    QStringLiteral("--list")});
-    };
-    if (const ProcessRun probe = listing(); !probe.finished || probe.status != 0)
+    if (gio().isEmpty() || session.isEmpty())
+        GTEST_SKIP() << "needs gio and dbus-run-session (libglib2.0-bin, dbus-daemon)";
+    const auto listing = [&] { return runProcess(session, {"--", gio(), "trash", "--list"}); };
+    if (const ProcessRun probe = listing(); !probe.ok)
         GTEST_SKIP() << "gio cannot list the trash here (GVfs missing?): " << probe.err;
     TempDir scratch;
     const fs::path item = scratch.file("listed by gio 100% 日本.txt", "x");
@@ -281,45 +299,142 @@ TEST(TrashTest, GioListsWhatWeTrashed)
     Cleanup restore{[&] { (void)Trash::restore(*trashed); }};
     // gio shows the original path with bytes beyond ASCII as \xNN.
     std::string shown;
-    for (const char c : item.native()) {
+    for (const unsigned char c : item.native()) {
         char escaped[8];
-        std::snprintf(escaped, sizeof escaped, "\\x%02x", unsigned(static_cast<unsigned char>(c)));
-        shown += static_cast<unsigned char>(c) < 0x80 ? std::string(1, c) : std::string(escaped);
+        std::snprintf(escaped, sizeof escaped, "\\x%02x", unsigned(c));
+        shown += c < 0x80 ? std::string(1, char(c)) : std::string(escaped);
     }
     const ProcessRun run = listing();
     EXPECT_NE(run.out.find("\t" + shown + "\n"), std::string::npos) << run.out << shown;
 }
 
-TEST(TrashTest, SecondFileSystemUsesItsOwnTrash)
+namespace {
+
+// This test program's own mount namespace, entered once: mounts made in it vanish when
+// the program ends, whatever happens. Empty when the system does not allow it.
+std::string privateMountsUnavailable()
 {
+    static const std::string reason = [] {
+        if (::unshare(CLONE_NEWNS) != 0)
+            return std::string("cannot make a mount namespace: ") + std::strerror(errno);
+        if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+            return std::string("cannot make mounts private: ") + std::strerror(errno);
+        return std::string();
+    }();
+    return reason;
+}
+
+// A mount below the scratch folder, undone when it goes.
+struct Mount {
+    fs::path point;
+    bool ok;
+    Mount(const char* source, const fs::path& at, const char* type, unsigned long flags)
+        : point((fs::create_directories(at), at))
+        , ok(::mount(source, at.c_str(), type, flags, nullptr) == 0)
+    {
+    }
+    ~Mount()
+    {
+        if (ok)
+            ::umount2(point.c_str(), MNT_DETACH);
+    }
+};
+
+} // namespace
+
+// Runs last: the first volume case moves this program into its own mount namespace.
+TEST(TrashTest, VolumesUseOnlyTrustworthyTrashFolders)
+{
+    if (const std::string reason = privateMountsUnavailable(); !reason.empty())
+        GTEST_SKIP() << reason;
     TempDir scratch;
-    struct stat shm {
-    }, local{};
-    if (::stat("/dev/shm", &shm) != 0 || !S_ISDIR(shm.st_mode) || ::access("/dev/shm", W_OK) != 0)
-        GTEST_SKIP() << "/dev/shm is not a writable folder";
-    if (::stat(scratch.path().c_str(), &local) != 0 || local.st_dev == shm.st_dev)
-        GTEST_SKIP() << "/dev/shm is on the same file system as the temporary folder";
-    if (fs::exists(fs::symlink_status("/dev/shm/.Trash")))
-        GTEST_SKIP() << "/dev/shm has an administrator's .Trash";
-    const fs::path trash = "/dev/shm/.Trash-" + kUid;
-    const bool hadTrash = fs::exists(fs::symlink_status(trash));
-    std::string pattern = "/dev/shm/quillo-test-XXXXXX";
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    const fs::path folder = pattern;
-    Cleanup cleanup{[&] {
-        fs::remove_all(folder);
-        if (!hadTrash) {
-            for (const char* part : {"files", "info", ""})
-                ::rmdir((trash / part).c_str()); // only when empty: others may use it now
+    const std::string own = ".Trash-" + kUid;
+    const auto folder = [](const fs::path& p, mode_t mode) {
+        fs::create_directories(p);
+        ::chmod(p.c_str(), mode);
+    };
+    const auto sticky = [&](const fs::path& v) { folder(v / ".Trash", 01777); };
+    struct Case {
+        const char* what;
+        std::function<void(const fs::path& volume)> prepare;
+        std::string trash; // relative to the volume; empty: no usable trash
+        bool readOnly = false;
+    };
+    const Case cases[] = {
+        {"none yet", [](const fs::path&) {}, own},
+        {"sticky .Trash", sticky, ".Trash/" + kUid},
+        {"sticky .Trash with ours",
+         [&](const fs::path& v) { sticky(v), folder(v / ".Trash" / kUid, 0700); },
+         ".Trash/" + kUid},
+        {"no sticky bit", [&](const fs::path& v) { folder(v / ".Trash", 0777); }, own},
+        {".Trash is a link",
+         [&](const fs::path& v) {
+             folder(v / "elsewhere", 01777);
+             fs::create_directory_symlink("elsewhere", v / ".Trash");
+         },
+         own},
+        {".Trash/$uid is a link",
+         [&](const fs::path& v) {
+             sticky(v), folder(v / "elsewhere", 0700);
+             fs::create_directory_symlink("../elsewhere", v / ".Trash" / kUid);
+         },
+         own},
+        {".Trash-$uid is a link",
+         [&](const fs::path& v) {
+             folder(v / "elsewhere", 0700);
+             fs::create_directory_symlink("elsewhere", v / own);
+         },
+         ""},
+        {".Trash-$uid open to others", [&](const fs::path& v) { folder(v / own, 0755); }, ""},
+        {".Trash-$uid someone else's",
+         [&](const fs::path& v) {
+             folder(v / own, 0700);
+             ASSERT_EQ(::chown((v / own).c_str(), ::getuid() + 1, ::getgid()), 0);
+         },
+         ""},
+        {"read-only", [](const fs::path&) {}, "", true},
+        {"read-only with a trash",
+         [&](const fs::path& v) {
+             folder(v / own / "files", 0700), folder(v / own / "info", 0700);
+         },
+         "", true},
+    };
+    const size_t homeEntries = entryCount(homeTrash() / "info");
+    std::vector<std::unique_ptr<Mount>> mounts;
+    for (const Case& c : cases) {
+        const fs::path volume = scratch / ("volume" + std::to_string(mounts.size()));
+        mounts.push_back(std::make_unique<Mount>("quillo-test", volume, "tmpfs", 0));
+        ASSERT_TRUE(mounts.back()->ok) << "cannot mount a tmpfs";
+        ::chmod(volume.c_str(), 0755);
+        c.prepare(volume);
+        // Reached through a link: Path is relative to the physical mount point.
+        fs::create_directories(volume / "dir");
+        const fs::path via = scratch / ("via-" + volume.filename().native());
+        fs::create_directory_symlink(volume / "dir", via);
+        const fs::path item = via / "x y";
+        std::ofstream(item) << c.what;
+        const unsigned long readOnly = MS_REMOUNT | MS_RDONLY;
+        ASSERT_TRUE(!c.readOnly || !::mount(nullptr, volume.c_str(), nullptr, readOnly, nullptr));
+        const auto trashed = Trash::moveToTrash(item);
+        EXPECT_EQ(entryCount(volume / "elsewhere"), 0u) << c.what;
+        if (c.trash.empty()) {
+            ASSERT_FALSE(trashed) << c.what;
+            EXPECT_EQ(trashed.error(), Error::fromErrno(Trash::kNoTrash, item)) << c.what;
+            EXPECT_EQ(readFile(item), c.what);
+            continue;
         }
-    }};
-    const fs::path item = folder / "on shm";
-    std::ofstream(item) << "shm";
-    const auto trashed = Trash::moveToTrash(item);
-    ASSERT_TRUE(trashed) << trashed.error().code;
-    EXPECT_EQ(trashed->trashed.parent_path(), trash / "files");
-    EXPECT_EQ(pathKey(trashed->info), folder.filename().native() + "/on%20shm");
-    EXPECT_EQ(modeOf(trash) & 077, 0u);
-    ASSERT_TRUE(Trash::restore(*trashed));
-    EXPECT_EQ(readFile(item), "shm");
+        ASSERT_TRUE(trashed) << c.what << " " << trashed.error().code;
+        EXPECT_EQ(trashed->trashed, volume / c.trash / "files" / "x y") << c.what;
+        EXPECT_EQ(pathKey(trashed->info), "dir/x%20y") << c.what;
+        EXPECT_EQ(modeOf(volume / c.trash) & 077, 0u) << c.what;
+        ASSERT_TRUE(Trash::restore(*trashed)) << c.what;
+        EXPECT_EQ(readFile(item), c.what);
+    }
+    // A bind mount of a folder of the home file system: same device, but no rename across.
+    const fs::path source = scratch.file("source/item", "bound").parent_path();
+    Mount bound(source.c_str(), scratch / "bound", nullptr, MS_BIND);
+    ASSERT_TRUE(bound.ok);
+    EXPECT_EQ(Trash::moveToTrash(scratch / "bound/item").error().code, Trash::kNoTrash);
+    EXPECT_EQ(readFile(source / "item"), "bound");
+    EXPECT_EQ(entryCount(homeTrash() / "info"), homeEntries);
 }
