@@ -2,6 +2,7 @@
 
 #include "platform/FileCopier.h"
 #include "support/TempDir.h"
+#include "support/ToolRun.h"
 
 #include <QProcess>
 #include <acl/libacl.h>
@@ -22,19 +23,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct ToolRun {
-    int status = -1;
-    std::string out, err;
-};
-
 ToolRun run(const QString& program, const QStringList& arguments)
 {
-    QProcess process;
-    process.start(program, arguments);
-    process.waitForFinished(-1);
-    const bool exited = process.exitStatus() == QProcess::NormalExit;
-    return {exited ? process.exitCode() : -1, process.readAllStandardOutput().toStdString(),
-            process.readAllStandardError().toStdString()};
+    return runProgram(program, arguments);
 }
 
 QString arg(const fs::path& path)

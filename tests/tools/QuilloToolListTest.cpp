@@ -1,4 +1,5 @@
 #include "support/TempDir.h"
+#include "support/ToolRun.h"
 
 #include <QProcess>
 #include <cstdlib>
@@ -11,24 +12,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct ToolRun {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
 ToolRun run(const std::vector<std::string>& argv)
 {
     QStringList args;
     for (const auto& a : argv)
         args << QString::fromStdString(a);
-    QProcess process;
-    process.start(args.takeFirst(), args);
-    process.waitForFinished();
-    const bool exited =
-        process.error() == QProcess::UnknownError && process.exitStatus() == QProcess::NormalExit;
-    return {exited ? process.exitCode() : -1, process.readAllStandardOutput().toStdString(),
-            process.readAllStandardError().toStdString()};
+    const QString program = args.takeFirst();
+    return runProgram(program, args);
 }
 
 // The type letter and name of every line: "f:name d:other ".
@@ -43,8 +33,7 @@ std::string typesAndNames(const std::string& out)
 
 std::string tool()
 {
-    const char* path = std::getenv("QUILLO_TOOL");
-    return path ? path : "quillo-tool";
+    return quilloTool();
 }
 
 class QuilloToolListTest : public ::testing::Test {

@@ -1,4 +1,5 @@
 #include "support/TempDir.h"
+#include "support/ToolRun.h"
 
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -8,18 +9,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-struct ToolRun {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-std::string tool()
-{
-    const char* path = std::getenv("QUILLO_TOOL");
-    return path ? path : "quillo-tool";
-}
 
 class QuilloToolTrashTest : public ::testing::Test {
 protected:
@@ -32,14 +21,7 @@ protected:
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("HOME"), QString::fromStdString(home.native()));
         env.insert(QStringLiteral("XDG_DATA_HOME"), QString::fromStdString(data.native()));
-        QProcess process;
-        process.setProcessEnvironment(env);
-        process.start(QString::fromStdString(tool()), args);
-        process.waitForFinished();
-        const bool exited = process.error() == QProcess::UnknownError &&
-                            process.exitStatus() == QProcess::NormalExit;
-        return {exited ? process.exitCode() : -1, process.readAllStandardOutput().toStdString(),
-                process.readAllStandardError().toStdString()};
+        return runProgram(QString::fromStdString(quilloTool()), args, env);
     }
 
     TempDir scratch;

@@ -1,0 +1,23 @@
+#include "support/ToolRun.h"
+
+#include <QProcess>
+#include <cstdlib>
+
+ToolRun runProgram(const QString& program, const QStringList& arguments,
+                   const QProcessEnvironment& environment)
+{
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(program, arguments);
+    process.waitForFinished(-1);
+    const bool exited =
+        process.error() == QProcess::UnknownError && process.exitStatus() == QProcess::NormalExit;
+    return {exited ? process.exitCode() : -1, process.readAllStandardOutput().toStdString(),
+            process.readAllStandardError().toStdString()};
+}
+
+std::string quilloTool()
+{
+    const char* path = std::getenv("QUILLO_TOOL");
+    return path ? path : "quillo-tool";
+}

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QProcessEnvironment>
+#include <QStringList>
+#include <string>
+
+// A finished child process: its exit status (-1 when it did not exit normally)
+// and everything it printed.
+struct ToolRun {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+ToolRun
+runProgram(const QString& program, const QStringList& arguments,
+           const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
+
+// The quillo-tool under test ($QUILLO_TOOL, set by CTest).
+std::string quilloTool();
