@@ -1,10 +1,13 @@
 // quillo-tool: the engines on the command line, for scripts and benchmarks.
+#include "GitStatusCommand.h"
 #include "ListCommand.h"
 #include "TransferCommands.h"
 #include "TrashCommand.h"
+#include "WatchCommand.h"
 #include "core/AppLocale.h"
 
 #include <QCoreApplication>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -27,7 +30,13 @@ int main(int argc, char** argv)
         return runMoveCommand(rest);
     if (command == "du")
         return runDuCommand(rest);
+    if (command == "git-status")
+        return runGitStatusCommand(rest);
+    if (command == "watch")
+        return runWatchCommand(rest);
     printUsage();
     printTransferUsage();
+    std::fputs("       quillo-tool git-status DIR\n", stderr);
+    std::fputs("       quillo-tool watch DIR [--seconds N]\n", stderr);
     return 2;
 }

@@ -3,6 +3,7 @@
 #include "browser/IconCache.h"
 #include "core/TextFolding.h"
 #include "files/FileColumn.h"
+#include "insight/GitFileStatus.h"
 #include "operations/FileClipboard.h"
 
 #include <QDateTime>
@@ -313,12 +314,77 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const
         if (index.column() == 0)
             return IconCache::icon(entry);
         return {};
+    case Qt::ToolTipRole:
+    case GitStatusRole:
+        return index.column() == 0 ? gitData(entry, role) : QVariant();
     case Qt::TextAlignmentRole:
         if (kFileColumns[size_t(index.column())].key == FileSortKey::size)
             return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
         return QVariant::fromValue(Qt::AlignLeft | Qt::AlignVCenter);
     default:
         return {};
+    }
+}
+
+QVariant FileListModel::gitData(const FileEntry& entry, int role) const
+{
+    if (!m_git)
+        return {};
+    const auto status = m_git->status(entry.path);
+    if (!status)
+        return {};
+    if (role == GitStatusRole)
+        return int(*status);
+    return gitStatusLabel(*status, entry.isFolder);
+}
+
+void FileListModel::setGitSnapshot(std::shared_ptr<const GitSnapshot> snapshot)
+{
+    if (!m_git && !snapshot)
+        return;
+    if (m_git && snapshot && *m_git == *snapshot)
+        return;
+    m_git = std::move(snapshot);
+    if (m_root)
+        announceColumn(m_root->loadedFolders(), 0, {GitStatusRole, Qt::ToolTipRole});
+}
+
+void FileListModel::setFolderSizes(const std::unordered_map<std::string, int64_t>& sizes,
+                                   const FileSort& sort)
+{
+    if (!m_root || sizes.empty())
+        return;
+    std::vector<FileNode*> changed;
+    for (FileNode* folder : m_root->loadedFolders()) {
+        bool any = false;
+        for (const auto& child : folder->children()) {
+            const auto found = sizes.find(child->entry.path.native());
+            if (found != sizes.end() && child->entry.size != found->second) {
+                child->entry.size = found->second;
+                any = true;
+            }
+        }
+        if (any)
+            changed.push_back(folder);
+    }
+    if (changed.empty())
+        return;
+    if (sort.key == FileSortKey::size)
+        resort(sort);
+    else
+        announceColumn(changed, int(FileSortKey::size), {Qt::DisplayRole});
+}
+
+void FileListModel::announceColumn(const std::vector<FileNode*>& folders, int column,
+                                   const QList<int>& roles)
+{
+    for (FileNode* folder : folders) {
+        const QModelIndex parent = folder == m_root.get() ? QModelIndex() : indexForNode(folder);
+        if (folder != m_root.get() && !parent.isValid())
+            continue; // hidden by the filter
+        const int rows = rowCount(parent);
+        if (rows > 0)
+            Q_EMIT dataChanged(index(0, column, parent), index(rows - 1, column, parent), roles);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "core/FileSort.h"
 #include "files/FileNode.h"
+#include "insight/GitSnapshot.h"
 
 #include <QAbstractItemModel>
 #include <memory>
@@ -22,6 +23,9 @@
 class FileListModel : public QAbstractItemModel {
     Q_OBJECT
 public:
+    // The row's GitFileStatus as an int; invalid outside a working tree or without a state.
+    static constexpr int GitStatusRole = Qt::UserRole + 1;
+
     explicit FileListModel(QObject* parent = nullptr);
     ~FileListModel() override;
 
@@ -43,6 +47,14 @@ public:
     {
         return m_reading.contains(folder->entry.path.native());
     }
+
+    // The Git state shown per row; null outside a working tree. Rows only repaint.
+    void setGitSnapshot(std::shared_ptr<const GitSnapshot> snapshot);
+    const GitSnapshot* gitSnapshot() const { return m_git.get(); }
+    // Folder sizes that arrived, by standardized path; rows repaint, and re-sort
+    // when the sort is by size.
+    void setFolderSizes(const std::unordered_map<std::string, int64_t>& sizes,
+                        const FileSort& sort);
 
     FileNode* nodeForIndex(const QModelIndex& index) const;
     QModelIndex indexForNode(const FileNode* node, int column = 0) const;
@@ -79,8 +91,12 @@ private:
     const std::vector<FileNode*>* visibleTop() const;
     int rowOf(const FileNode* node) const;
     QVariant displayText(const FileEntry& entry, int column) const;
+    QVariant gitData(const FileEntry& entry, int role) const;
+    // dataChanged for one column of every row under each folder.
+    void announceColumn(const std::vector<FileNode*>& folders, int column, const QList<int>& roles);
 
     std::unique_ptr<FileNode> m_root;
+    std::shared_ptr<const GitSnapshot> m_git;
     QString m_foldedFilter;
     std::vector<FileNode*> m_visibleTop; // only while filtering
     std::unordered_map<const FileNode*, int> m_visibleRow;

@@ -1,6 +1,7 @@
 #include "browser/PaneFileActions.h"
 
 #include "browser/DialogPrompter.h"
+#include "browser/FileListModel.h"
 #include "browser/PaneView.h"
 #include "core/PathText.h"
 #include "operations/FileClipboard.h"
@@ -134,6 +135,15 @@ void PaneFileActions::rename(const FileItem& item, const QString& newName)
         if (pane && renamed)
             pane->selectWhenListed({*renamed});
     });
+}
+
+void PaneFileActions::renameRow(const QPersistentModelIndex& index, const QString& newName)
+{
+    if (!index.isValid())
+        return;
+    const FileEntry& entry = m_pane.model()->nodeForIndex(index)->entry;
+    if (newName != entry.name)
+        rename(FileItem{entry.path, entry.identity}, newName);
 }
 
 void PaneFileActions::newFolder()

@@ -9,6 +9,7 @@
 
 class PaneView;
 class QMimeData;
+class QPersistentModelIndex;
 
 // The file commands of one pane (clipboard, Trash, delete, rename, new items,
 // duplicate, transfers and drops), handed to the operation manager with a
@@ -27,6 +28,8 @@ public:
     void moveToTrash();
     void deleteImmediately();
     void rename(const FileItem& item, const QString& newName);
+    // The inline editor of the list finished on this row.
+    void renameRow(const QPersistentModelIndex& index, const QString& newName);
     void newFolder();
     void newFile();
     void duplicate();

@@ -13,13 +13,18 @@ PaneStatusBar::PaneStatusBar(PaneState& state, QWidget* parent)
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(8, 2, 8, 2);
     m_counts = new QLabel(this);
+    m_git = new QLabel(this);
+    m_git->setToolTip(QStringLiteral("Git のブランチと、コミットしていない変更の数"));
     m_free = new QLabel(this);
     m_free->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     layout->addWidget(m_counts, 1);
+    layout->addWidget(m_git);
+    layout->addSpacing(12);
     layout->addWidget(m_free);
     for (auto signal : {&PaneState::itemCountChanged, &PaneState::selectedCountChanged,
                         &PaneState::availableCapacityChanged, &PaneState::isLoadingChanged,
-                        &PaneState::visibleCountChanged, &PaneState::isFilteringChanged})
+                        &PaneState::visibleCountChanged, &PaneState::isFilteringChanged,
+                        &PaneState::gitBranchChanged, &PaneState::gitChangeCountChanged})
         connect(&state, signal, this, &PaneStatusBar::update);
     update();
 }
@@ -39,6 +44,14 @@ void PaneStatusBar::update()
     if (m_state.isLoading())
         counts += QStringLiteral("（読み込み中…）");
     m_counts->setText(counts);
+    const auto& branch = m_state.gitBranch();
+    m_git->setVisible(branch.has_value());
+    if (branch) {
+        const int changes = m_state.gitChangeCount();
+        m_git->setText(
+            QStringLiteral("⎇ ") + *branch +
+            (changes > 0 ? QStringLiteral("  ±") + locale.toString(changes) : QString()));
+    }
     const auto free = m_state.availableCapacity();
     m_free->setText(free ? QStringLiteral("空き ") +
                                locale.formattedDataSize(*free, 1, QLocale::DataSizeSIFormat)
@@ -47,5 +60,8 @@ void PaneStatusBar::update()
 
 QString PaneStatusBar::text() const
 {
-    return m_counts->text() + QLatin1Char(' ') + m_free->text();
+    QString shown = m_counts->text();
+    if (m_state.gitBranch())
+        shown += QLatin1Char(' ') + m_git->text();
+    return shown + QLatin1Char(' ') + m_free->text();
 }

@@ -5,7 +5,8 @@
 class PaneState;
 class QLabel;
 
-// Item count, selection count and free space of one pane, redrawn from its state.
+// Item count, selection count, Git branch with its change count, and free space
+// of one pane, redrawn from its state.
 class PaneStatusBar : public QWidget {
     Q_OBJECT
 public:
@@ -19,5 +20,6 @@ private:
 
     PaneState& m_state;
     QLabel* m_counts = nullptr;
+    QLabel* m_git = nullptr;
     QLabel* m_free = nullptr;
 };

@@ -2,10 +2,11 @@
 
 #include "browser/FileListModel.h"
 #include "browser/FilterBar.h"
+#include "browser/NameDelegate.h"
 #include "browser/PaneFileActions.h"
+#include "browser/PaneInsight.h"
 #include "browser/PaneStatusBar.h"
 #include "browser/PathBar.h"
-#include "browser/RenameDelegate.h"
 #include "core/PathText.h"
 #include "core/Preferences.h"
 #include "files/DirectoryReader.h"
@@ -42,9 +43,11 @@ PaneView::PaneView(const Location& location, QWidget* parent)
     : QWidget(parent)
     , m_state(new PaneState(location, this))
     , m_model(new FileListModel(this))
+    , m_insight(new PaneInsight(*m_state, *m_model, this))
 {
     m_sort = Preferences::shared().sort();
     m_showHidden = Preferences::shared().showHiddenFiles();
+    m_folderSizes = Preferences::shared().calculateFolderSizes();
     buildWidgets();
     connectSignals();
     navigate(location, std::nullopt, false);
@@ -57,17 +60,11 @@ void PaneView::buildWidgets()
     m_pathBar = new PathBar(this);
     m_list = new FileTreeView(*this, this);
     m_list->setModel(m_model);
-    auto* renameDelegate = new RenameDelegate(m_list);
-    m_list->setItemDelegateForColumn(0, renameDelegate);
+    auto* nameDelegate = new NameDelegate(m_list);
+    m_list->setItemDelegateForColumn(0, nameDelegate);
     m_fileActions = new PaneFileActions(*this);
-    connect(renameDelegate, &RenameDelegate::renameRequested, this,
-            [this](const QPersistentModelIndex& index, const QString& name) {
-                if (!index.isValid())
-                    return;
-                const FileEntry& entry = m_model->nodeForIndex(index)->entry;
-                if (name != entry.name)
-                    m_fileActions->rename(FileItem{entry.path, entry.identity}, name);
-            });
+    connect(nameDelegate, &NameDelegate::renameRequested, m_fileActions,
+            &PaneFileActions::renameRow);
     for (size_t i = 0; i < kFileColumns.size(); ++i)
         m_list->setColumnWidth(int(i), kFileColumns[i].initialWidth);
     m_list->header()->setMinimumSectionSize(50);
@@ -122,6 +119,8 @@ void PaneView::connectSignals()
     connect(m_filterBar, &FilterBar::escapePressed, this, [this] { endFilter(true); });
     connect(m_filterBar, &FilterBar::returnPressed, this, [this] { focusList(); });
     connect(m_filterBar, &FilterBar::downPressed, this, [this] { focusList(); });
+    connect(m_insight, &PaneInsight::foldersChanged, this, &PaneView::reloadFolders);
+    connect(m_insight, &PaneInsight::locationRemoved, this, &PaneView::relocate);
     connect(m_state, &PaneState::isActiveChanged, this, &PaneView::updateActiveMark);
     connect(m_state, &PaneState::isInSplitChanged, this, &PaneView::updateActiveMark);
 }
@@ -163,9 +162,11 @@ void PaneView::navigate(const Location& target, const std::optional<fs::path>& s
     m_state->setGitBranch(std::nullopt);
     m_state->setGitChangeCount(0);
     if (target.isFolder()) {
+        m_insight->start(target.path());
         startReading(m_model->root());
         refreshCapacity();
     } else {
+        m_insight->stop();
         // A reading of the folder left is dropped, so it never clears the mark itself.
         m_state->setLoading(false);
         m_state->setAvailableCapacity(std::nullopt);
@@ -204,9 +205,10 @@ void PaneView::finishReading(uint64_t generation, uint64_t sequence, const fs::p
         m_model->forgetReading(folder);
         return;
     }
-    if (result)
+    if (result) {
         m_model->applyReading(node, std::move(result->entries), m_sort);
-    else
+        m_insight->folderRead(node, m_sort);
+    } else
         m_model->applyFailure(node);
     if (node == root)
         finishRootReading(folder, result ? nullptr : &result.error());
@@ -335,6 +337,16 @@ void PaneView::goToParent()
     navigate(Location::folder(PathText::parent(left)), left, true);
 }
 
+// The shown folder vanished from disk: its nearest existing ancestor replaces it
+// in the history instead of being pushed on top of it.
+void PaneView::relocate(const fs::path& ancestor)
+{
+    NavigationHistory history = m_state->history();
+    history.current = Location::folder(PathText::standardized(ancestor));
+    m_state->setHistory(history);
+    navigate(history.current, std::nullopt, false);
+}
+
 void PaneView::reload()
 {
     if (!location().isFolder())
@@ -455,8 +467,10 @@ void PaneView::preferencesChanged()
         updateSortIndicator();
     }
     const bool hidden = Preferences::shared().showHiddenFiles();
-    if (hidden != m_showHidden) {
+    const bool sizes = Preferences::shared().calculateFolderSizes();
+    if (hidden != m_showHidden || sizes != m_folderSizes) {
         m_showHidden = hidden;
+        m_folderSizes = sizes;
         reload();
     }
 }

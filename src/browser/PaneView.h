@@ -18,6 +18,7 @@
 
 class FileListModel;
 class PaneFileActions;
+class PaneInsight;
 class FileNode;
 class FilterBar;
 class PaneState;
@@ -89,6 +90,7 @@ private:
     void updateSortIndicator();
     void showError(const QString& message);
     void updateActiveMark();
+    void relocate(const std::filesystem::path& ancestor);
 
     PaneState* m_state = nullptr;
     FileListModel* m_model = nullptr;
@@ -99,9 +101,11 @@ private:
     QStackedWidget* m_stack = nullptr;
     QLabel* m_errorLabel = nullptr;
     PaneFileActions* m_fileActions = nullptr;
+    PaneInsight* m_insight = nullptr;
 
     FileSort m_sort;
     bool m_showHidden = false;
+    bool m_folderSizes = true;
     uint64_t m_generation = 0; // bumped by every navigation; older readings are dropped
     uint64_t m_readSequence = 0;
     std::unordered_map<std::string, uint64_t> m_latestRead; // folder → newest reading

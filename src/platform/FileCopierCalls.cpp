@@ -1,5 +1,6 @@
 #include "platform/FileCopier.h"
 #include "platform/FileCopierSupport.h"
+#include "platform/TreeSize.h"
 
 #include <cstdio>
 #include <sys/stat.h>
@@ -32,28 +33,6 @@ Result<void> removeAt(int dirfd, const char* name, const fs::path& path, bool ta
     if (::unlinkat(dirfd, name, AT_REMOVEDIR) != 0)
         return failure(path);
     return {};
-}
-
-int64_t folderSize(int folderFd)
-{
-    const auto names = readNames(folderFd);
-    if (!names)
-        return 0;
-    int64_t total = 0;
-    for (const std::string& name : *names) {
-        struct stat st;
-        if (::fstatat(folderFd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
-            continue;
-        if (S_ISREG(st.st_mode)) {
-            total += st.st_size;
-        } else if (S_ISDIR(st.st_mode)) {
-            FileDescriptor child(
-                openAt(folderFd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
-            if (child.get() >= 0)
-                total += folderSize(child.get());
-        }
-    }
-    return total;
 }
 
 } // namespace
@@ -116,13 +95,7 @@ std::optional<FileIdentity> identity(const fs::path& path)
 
 int64_t totalSize(const fs::path& path)
 {
-    struct stat st;
-    if (::lstat(path.c_str(), &st) != 0)
-        return 0;
-    if (!S_ISDIR(st.st_mode))
-        return st.st_size; // a link counts its own size, never its target's
-    FileDescriptor folder(openAt(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
-    return folder.get() < 0 ? 0 : folderSize(folder.get());
+    return TreeSize::total(path);
 }
 
 } // namespace FileCopier

@@ -1,0 +1,154 @@
+#include "insight/GitRepository.h"
+
+#include "support/TempDir.h"
+#include "support/ToolRun.h"
+
+#include <gtest/gtest.h>
+#include <map>
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+using S = GitFileStatus;
+using Statuses = std::map<std::string, GitFileStatus>;
+
+namespace {
+
+// git in `folder` with no user or system configuration but a committer name.
+int git(const fs::path& folder, const QStringList& arguments)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("GIT_CONFIG_NOSYSTEM", "1");
+    environment.insert("GIT_CONFIG_GLOBAL", "/dev/null");
+    const QStringList common = {"-C", QString::fromStdString(folder.native()),
+                                "-c", "user.name=Quillo Test",
+                                "-c", "user.email=test@example.invalid"};
+    return runProgram("git", common + arguments, environment).status;
+}
+
+Statuses sorted(const std::optional<GitSnapshot>& snapshot)
+{
+    return snapshot ? Statuses(snapshot->statuses.begin(), snapshot->statuses.end()) : Statuses();
+}
+
+class GitRepositoryTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(git(repo, {"init", "-q", "-b", "main"}), 0); }
+    void commitAll()
+    {
+        ASSERT_EQ(git(repo, {"add", "-A"}), 0);
+        ASSERT_EQ(git(repo, {"commit", "-q", "-m", "c"}), 0);
+    }
+
+    TempDir scratch;
+    fs::path repo = scratch.folder("repo");
+};
+
+} // namespace
+
+TEST_F(GitRepositoryTest, RootIsTheNearestFolderWithAGitItem)
+{
+    scratch.file("repo/src/app/main.cpp");
+    scratch.file("repo/vendor/lib/.git", "gitdir: ../../.git/modules/lib\n");
+    scratch.file("plain/file");
+    const std::pair<std::string, std::optional<fs::path>> cases[] = {
+        {"repo", repo},
+        {"repo/src/app", repo},
+        {"repo/src/app/main.cpp", repo},
+        {"repo/src/app/missing", repo},
+        {"repo/src/./app/../app", repo},
+        {"repo/vendor/lib", repo / "vendor/lib"},
+        {"plain", std::nullopt},
+        {"plain/file", std::nullopt},
+    };
+    for (const auto& [relative, root] : cases)
+        EXPECT_EQ(GitRepository::root(scratch / relative), root) << relative;
+}
+
+TEST_F(GitRepositoryTest, SnapshotOfAWorkingTree)
+{
+    scratch.file("repo/fresh-repo.txt");
+    const auto fresh = GitRepository::snapshot(repo);
+    ASSERT_TRUE(fresh);
+    EXPECT_EQ(fresh->branch, "main");
+
+    for (const char* name : {"fresh-repo.txt", "change.txt", "gone.txt", "old/name.txt"})
+        scratch.file(std::string("repo/") + name, "1\n");
+    scratch.file("repo/.gitignore", "build/\n");
+    commitAll();
+    scratch.file("repo/change.txt", "2\n");
+    fs::remove(repo / "gone.txt");
+    ASSERT_EQ(git(repo, {"mv", "old/name.txt", "new.txt"}), 0);
+    scratch.file("repo/staged.txt");
+    ASSERT_EQ(git(repo, {"add", "staged.txt"}), 0);
+    scratch.file("repo/fresh/a/b.txt");
+    scratch.file("repo/build/out.o");
+    scratch.file("repo/caf\xe9 \\ \n.txt");
+
+    const auto snapshot = GitRepository::snapshot(repo);
+    ASSERT_TRUE(snapshot);
+    EXPECT_EQ(snapshot->root, repo);
+    EXPECT_EQ(snapshot->branch, "main");
+    EXPECT_EQ(sorted(snapshot), (Statuses{{"change.txt", S::modified},
+                                          {"gone.txt", S::deleted},
+                                          {"new.txt", S::renamed},
+                                          {"staged.txt", S::added},
+                                          {"fresh", S::untracked},
+                                          {"build", S::ignored},
+                                          {"caf\xe9 \\ \n.txt", S::untracked}}));
+    EXPECT_EQ(snapshot->status(repo / "fresh/a/b.txt"), S::untracked);
+}
+
+TEST_F(GitRepositoryTest, MergeConflict)
+{
+    scratch.file("repo/both.txt", "base\n");
+    commitAll();
+    ASSERT_EQ(git(repo, {"checkout", "-q", "-b", "side"}), 0);
+    scratch.file("repo/both.txt", "side\n");
+    commitAll();
+    ASSERT_EQ(git(repo, {"checkout", "-q", "main"}), 0);
+    scratch.file("repo/both.txt", "main\n");
+    commitAll();
+    ASSERT_EQ(git(repo, {"merge", "-q", "side"}), 1);
+    EXPECT_EQ(sorted(GitRepository::snapshot(repo)), (Statuses{{"both.txt", S::conflicted}}));
+}
+
+TEST_F(GitRepositoryTest, NoSnapshotWhenGitCannotAnswer)
+{
+    scratch.file("broken/.git", "this is not a git directory\n");
+    EXPECT_EQ(GitRepository::root(scratch / "broken"), scratch / "broken");
+    EXPECT_FALSE(GitRepository::snapshot(scratch / "broken"));
+    EXPECT_FALSE(GitRepository::snapshot(scratch.folder("notarepo")));
+
+    ASSERT_TRUE(GitRepository::snapshot(repo));
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", QByteArray::fromStdString(scratch.folder("emptybin").native()));
+    EXPECT_FALSE(GitRepository::snapshot(repo));
+    qputenv("PATH", path);
+}
+
+TEST_F(GitRepositoryTest, RepositoryConfigCannotRunAProgram)
+{
+    const fs::path marker = scratch / "marker";
+    const fs::path hook = scratch.file("hook.sh", "#!/bin/sh\ntouch '" + marker.native() + "'\n");
+    ASSERT_EQ(::chmod(hook.c_str(), 0755), 0);
+    ASSERT_EQ(git(repo, {"config", "core.fsmonitor", QString::fromStdString(hook.native())}), 0);
+    scratch.file("repo/a.txt");
+    // Plain git runs the hook, so the check below can tell the difference.
+    ASSERT_EQ(git(repo, {"status", "--porcelain"}), 0);
+    ASSERT_TRUE(fs::remove(marker));
+
+    EXPECT_EQ(sorted(GitRepository::snapshot(repo)), (Statuses{{"a.txt", S::untracked}}));
+    EXPECT_FALSE(fs::exists(marker));
+}
+
+TEST_F(GitRepositoryTest, SnapshotInBackground)
+{
+    scratch.file("repo/sub/x.txt");
+    auto inside = GitRepository::snapshotInBackground(repo / "sub");
+    auto outside = GitRepository::snapshotInBackground(scratch.folder("elsewhere"));
+    const std::optional<GitSnapshot> found = inside.result();
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->root, repo);
+    EXPECT_EQ(found->untrackedFolders, std::vector<std::string>{"sub"});
+    EXPECT_FALSE(outside.result());
+}
