@@ -3,7 +3,7 @@ BUILD_DIR ?= build
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps configure build run test bench format clean
+.PHONY: all deps configure build run test bench install format clean
 
 all: build
 
@@ -26,6 +26,10 @@ test: build
 
 bench: build
 	bench/run-all $(BUILD_DIR)
+
+# PREFIX=/some/where installs there instead of CMake's default (/usr/local).
+install: build
+	cmake --install $(BUILD_DIR) $(if $(PREFIX),--prefix $(PREFIX))
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i

@@ -1,29 +1,87 @@
 #include "app/Application.h"
 
+#include "app/LegacyMigration.h"
+#include "app/SettingsWindow.h"
+#include "app/Theme.h"
 #include "browser/BrowserWindow.h"
 #include "browser/DialogPrompter.h"
 #include "browser/OperationsPanel.h"
+#include "browser/PaneContainer.h"
+#include "browser/PaneView.h"
+#include "core/AppDefaults.h"
 #include "core/AppLocale.h"
+#include "core/PathText.h"
 #include "operations/FileOperationManager.h"
 #include "operations/OperationsStore.h"
+#include "platform/DirectoryScanner.h"
 
 #include <QApplication>
+#include <QEvent>
 #include <QIcon>
+#include <QMessageBox>
+#include <QScreen>
+#include <algorithm>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// How far a new window sits from the key window, so both title bars stay visible.
+constexpr int kCascadeOffset = 26;
+
+Location home()
+{
+    return Location::folder(PathText::homeFolder());
+}
+
+// $XDG_DATA_HOME as bytes, or ~/.local/share when it is unset or relative.
+fs::path dataHome()
+{
+    const fs::path configured(qgetenv("XDG_DATA_HOME").toStdString());
+    if (configured.is_absolute())
+        return configured;
+    return PathText::homeFolder() / ".local" / "share";
+}
+
+void bringToFront(BrowserWindow* window)
+{
+    if (window->isMinimized())
+        window->showNormal();
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
+
+} // namespace
 
 Application::Application(QObject* parent)
     : QObject(parent)
     , m_operationsPanel(std::make_unique<OperationsPanel>(OperationsStore::shared()))
+    , m_isRunningTests(qEnvironmentVariableIsSet("QUILLO_TEST_RUN"))
 {
     // Undo and redo have no window of their own; their alerts are application-modal.
     FileOperationManager::shared().setFallbackPrompter(std::make_shared<DialogPrompter>(nullptr));
+    // Logging out ends the program without a quit command; the session is saved then too.
+    connect(qApp, &QCoreApplication::aboutToQuit, this, &Application::beginTerminating);
 }
 
-Application::~Application() = default;
+Application::~Application()
+{
+    if (AppCommands::installed() == this)
+        AppCommands::install(nullptr);
+    const std::vector<BrowserWindow*> windows = m_controllers;
+    m_controllers.clear();
+    for (BrowserWindow* window : windows) {
+        disconnect(window, nullptr, this, nullptr);
+        delete window;
+    }
+}
 
 void Application::configure()
 {
     QApplication::setApplicationName(QStringLiteral("Quillo"));
     QApplication::setApplicationDisplayName(QStringLiteral("Quillo"));
+    QApplication::setApplicationVersion(QStringLiteral(QUILLO_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("app.quillo.Quillo"));
     installAppLocale();
     // Outside a full desktop session Qt finds no icon theme; fall back to the
@@ -33,18 +91,300 @@ void Application::configure()
     QIcon::setFallbackThemeName(QStringLiteral("hicolor"));
 }
 
-BrowserWindow* Application::openWindow(const PaneLayout& layout)
+void Application::start(const std::vector<fs::path>& items)
+{
+    if (!m_isRunningTests)
+        LegacyMigration::runIfNeeded(AppDefaults::standard(), dataHome());
+    Theme::shared().apply();
+    AppCommands::install(this);
+    if (m_isRunningTests)
+        return;
+    if (items.empty()) {
+        restoreSessionOrOpenHome();
+        return;
+    }
+    restoreSession();
+    openItems(items);
+}
+
+BrowserWindow* Application::makeWindow(const PaneLayout& layout)
 {
     auto* window = new BrowserWindow(layout);
-    connect(window, &BrowserWindow::newWindowRequested, this,
-            [this](const Location& location) { openWindow(location); });
-    window->show();
-    window->raise();
-    window->activateWindow();
+    m_controllers.push_back(window);
+    window->installEventFilter(this);
+    connect(window, &BrowserWindow::tabClosed, this, [this](const Location& location) {
+        if (!m_isTerminating)
+            m_closedTabs.push_back(location);
+    });
+    connect(window, &BrowserWindow::closing, this, [this, window] { windowClosing(window); });
+    connect(window, &QObject::destroyed, this, [this, window] { forget(window); });
     return window;
 }
 
-BrowserWindow* Application::openWindow(const Location& location)
+void Application::place(BrowserWindow* window, const std::optional<QRect>& frame) const
 {
-    return openWindow(PaneLayout::onePane(location.toText()));
+    if (frame) {
+        window->setGeometry(*frame);
+        return;
+    }
+    BrowserWindow* key = keyWindow();
+    QScreen* screen = key ? key->screen() : QGuiApplication::primaryScreen();
+    if (!screen)
+        return;
+    const QRect available = screen->availableGeometry();
+    if (!key) {
+        const QPoint centred =
+            available.center() - QPoint(window->width() / 2, window->height() / 2);
+        // A window larger than the screen keeps its title bar on it.
+        window->move(std::max(centred.x(), available.left()),
+                     std::max(centred.y(), available.top()));
+        return;
+    }
+    QPoint topLeft = key->frameGeometry().topLeft() + QPoint(kCascadeOffset, kCascadeOffset);
+    // Past the screen's edge the cascade starts again at its corner.
+    if (!available.contains(QRect(topLeft, window->frameGeometry().size())))
+        topLeft = available.topLeft();
+    window->move(topLeft);
+}
+
+BrowserWindow* Application::openWindow(const PaneLayout& layout, const std::optional<QRect>& frame)
+{
+    BrowserWindow* window = makeWindow(layout);
+    place(window, frame);
+    bringToFront(window);
+    return window;
+}
+
+BrowserWindow* Application::openTab(const Location& location, BrowserWindow* besides)
+{
+    besides->newTab(location);
+    bringToFront(besides);
+    return besides;
+}
+
+BrowserWindow* Application::keyWindow() const
+{
+    for (BrowserWindow* window : m_controllers) {
+        if (window->isActiveWindow())
+            return window;
+    }
+    if (!QApplication::activeWindow())
+        return nullptr;
+    const std::vector<BrowserWindow*> ordered = frontToBack();
+    if (ordered.empty() || !m_activated.contains(ordered.front()))
+        return nullptr;
+    return ordered.front();
+}
+
+std::vector<BrowserWindow*> Application::frontToBack() const
+{
+    std::vector<BrowserWindow*> ordered = m_controllers;
+    auto stamp = [this](BrowserWindow* window) {
+        const auto it = m_activated.find(window);
+        return it == m_activated.end() ? uint64_t(0) : it->second;
+    };
+    std::stable_sort(ordered.begin(), ordered.end(),
+                     [&](BrowserWindow* a, BrowserWindow* b) { return stamp(a) > stamp(b); });
+    return ordered;
+}
+
+bool Application::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::WindowActivate) {
+        if (auto* window = qobject_cast<BrowserWindow*>(watched))
+            m_activated[window] = ++m_activationCount;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+BrowserWindow* Application::openFromOutside(const fs::path& folder)
+{
+    const fs::path wanted = PathText::standardized(folder);
+    for (BrowserWindow* window : m_controllers) {
+        for (int i = 0; i < window->tabCount(); ++i) {
+            const Location& shown = window->containerAt(i)->activePane()->location();
+            if (shown.isFolder() && shown.path().native() == wanted.native()) {
+                window->setCurrentTabIndex(i);
+                bringToFront(window);
+                return window;
+            }
+        }
+    }
+    BrowserWindow* target = keyWindow();
+    if (!target && !m_controllers.empty())
+        target = m_controllers.back();
+    if (!target)
+        return openWindow(PaneLayout::onePane(Location::folder(wanted).toText()));
+    return openTab(Location::folder(wanted), target);
+}
+
+void Application::openItems(const std::vector<fs::path>& paths)
+{
+    if (paths.empty()) {
+        reopen();
+        return;
+    }
+    std::vector<fs::path> others;
+    for (const fs::path& path : paths) {
+        if (DirectoryScanner::isDirectory(path))
+            openFromOutside(path);
+        else
+            others.push_back(path);
+    }
+    showGrouped(others);
+}
+
+void Application::showItems(const std::vector<fs::path>& paths)
+{
+    showGrouped(paths);
+}
+
+void Application::showGrouped(const std::vector<fs::path>& items)
+{
+    // Grouped by parent folder, parents in the order they were first met.
+    std::vector<std::pair<fs::path, std::vector<fs::path>>> groups;
+    for (const fs::path& item : items) {
+        const fs::path path = PathText::standardized(item);
+        const fs::path parent = PathText::parent(path);
+        auto group = std::find_if(groups.begin(), groups.end(), [&](const auto& g) {
+            return g.first.native() == parent.native();
+        });
+        if (group == groups.end())
+            groups.push_back({parent, {path}});
+        else
+            group->second.push_back(path);
+    }
+    for (const auto& [parent, selected] : groups) {
+        BrowserWindow* window = openFromOutside(parent);
+        PaneView* pane = window->activePane();
+        pane->navigate(Location::folder(parent), selected.front());
+        if (selected.size() > 1)
+            pane->selectWhenListed(selected);
+    }
+}
+
+void Application::reopen()
+{
+    const std::vector<BrowserWindow*> ordered = frontToBack();
+    if (ordered.empty())
+        openWindow(PaneLayout::onePane(home().toText()));
+    else
+        bringToFront(ordered.front());
+}
+
+bool Application::restoreSession()
+{
+    const auto saved = SessionStore::load();
+    if (!saved)
+        return false;
+    const std::vector<SavedWindow> windows =
+        SessionStore::restorable(*saved, &SessionStore::locationExists);
+    // Each window comes forward in its turn, so the last one ends in front.
+    for (const SavedWindow& saved : windows) {
+        BrowserWindow* window = makeWindow(saved.tabs.front());
+        for (size_t i = 1; i < saved.tabs.size(); ++i)
+            window->addTab(saved.tabs[i]);
+        window->setCurrentTabIndex(saved.selectedIndex);
+        place(window, SessionStore::frameFromText(saved.frame));
+        bringToFront(window);
+    }
+    return !windows.empty();
+}
+
+void Application::restoreSessionOrOpenHome()
+{
+    if (!restoreSession())
+        openWindow(PaneLayout::onePane(home().toText()));
+}
+
+std::vector<SavedWindow> Application::currentSession() const
+{
+    std::vector<SavedWindow> session;
+    for (BrowserWindow* window : frontToBack()) {
+        std::vector<PaneLayout> tabs = window->tabLayouts();
+        if (tabs.empty())
+            continue;
+        session.push_back({SessionStore::frameText(window->geometry()), std::move(tabs),
+                           std::max(0, window->currentTabIndex())});
+    }
+    return session;
+}
+
+void Application::saveSession() const
+{
+    SessionStore::save(currentSession());
+}
+
+void Application::windowClosing(BrowserWindow* window)
+{
+    if (std::find(m_controllers.begin(), m_controllers.end(), window) == m_controllers.end())
+        return;
+    if (!m_isTerminating && !m_isRunningTests && m_controllers.size() == 1) {
+        // Closing the last window is quitting: it is saved with the session, not
+        // pushed as a closed tab, and windows of other kinds close with it.
+        beginTerminating();
+        QMetaObject::invokeMethod(this, &Application::quit, Qt::QueuedConnection);
+    }
+    if (!m_isTerminating) {
+        if (PaneView* pane = window->activePane())
+            m_closedTabs.push_back(pane->location());
+    }
+    forget(window);
+}
+
+void Application::forget(BrowserWindow* window)
+{
+    std::erase(m_controllers, window);
+    m_activated.erase(window);
+}
+
+void Application::beginTerminating()
+{
+    if (m_isTerminating)
+        return;
+    m_isTerminating = true;
+    if (!m_isRunningTests)
+        saveSession();
+}
+
+void Application::newWindow()
+{
+    openWindow(PaneLayout::onePane(home().toText()));
+}
+
+void Application::reopenClosedTab()
+{
+    if (m_closedTabs.empty())
+        return;
+    const Location location = m_closedTabs.back();
+    m_closedTabs.pop_back();
+    if (BrowserWindow* key = keyWindow())
+        openTab(location, key);
+    else
+        openWindow(PaneLayout::onePane(location.toText()));
+}
+
+bool Application::canReopenClosedTab() const
+{
+    return !m_closedTabs.empty();
+}
+
+void Application::showSettings()
+{
+    SettingsWindow::showShared();
+}
+
+void Application::showAbout()
+{
+    QMessageBox::about(
+        keyWindow(), QStringLiteral("Quillo について"),
+        QStringLiteral("<b>Quillo</b><br>バージョン %1").arg(QApplication::applicationVersion()));
+}
+
+void Application::quit()
+{
+    beginTerminating();
+    QApplication::closeAllWindows();
+    if (!m_isRunningTests)
+        QCoreApplication::quit();
 }

@@ -1,27 +1,64 @@
 #include "app/Application.h"
-#include "core/Location.h"
-#include "core/PathText.h"
+#include "app/FileManager1Service.h"
+#include "app/FirstPaintProbe.h"
+#include "app/LaunchArguments.h"
+#include "app/SingleInstance.h"
+#include "browser/BrowserWindow.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <filesystem>
+
+namespace {
+
+QByteArray workingFolder()
+{
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::current_path(error);
+    return error ? QByteArray() : QByteArray::fromStdString(folder.native());
+}
+
+void serveBus(Application& app, SingleInstance& instance, FileManager1Service& fileManager)
+{
+    QObject::connect(&instance, &SingleInstance::itemsHandedOver, &app, &Application::openItems);
+    // Another file manager may already serve "show in folder"; then it keeps doing so.
+    if (fileManager.serve()) {
+        QObject::connect(&fileManager, &FileManager1Service::foldersRequested, &app,
+                         &Application::openItems);
+        QObject::connect(&fileManager, &FileManager1Service::itemsRequested, &app,
+                         &Application::showItems);
+    }
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
+    QElapsedTimer sinceStart;
+    sinceStart.start();
     QApplication qtApp(argc, argv);
     Application::configure();
-    Application app;
-    // Paths on the command line are taken as raw bytes from argv, not through QString.
-    bool opened = false;
-    for (int i = 1; i < argc; ++i) {
-        if (argv[i][0] == '-')
-            continue;
-        std::filesystem::path path(argv[i]);
-        if (path.is_relative())
-            path = std::filesystem::current_path() / path;
-        app.openWindow(Location::folder(path));
-        opened = true;
+    // Items stay raw argv bytes until the instance that shows them resolves them.
+    const QList<QByteArray> items = LaunchArguments::items(argc, argv);
+    const QByteArray launchFolder = workingFolder();
+
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    SingleInstance instance(bus);
+    SingleInstance::Role role = instance.claim();
+    if (role == SingleInstance::Role::second) {
+        if (SingleInstance::handOver(bus, QLatin1String(SingleInstance::kName), items,
+                                     launchFolder))
+            return 0;
+        // The owner did not answer; it may have just quit and left the name free.
+        role = instance.claim();
     }
-    if (!opened)
-        app.openWindow(Location::folder(PathText::homeFolder()));
+
+    Application app;
+    FileManager1Service fileManager(bus);
+    if (role == SingleInstance::Role::first)
+        serveBus(app, instance, fileManager);
+    app.start(LaunchArguments::resolved(items, std::filesystem::path(launchFolder.toStdString())));
+    if (!app.controllers().empty())
+        FirstPaintProbe::installIfAsked(app.controllers().back()->activePane(), sinceStart);
     return qtApp.exec();
 }

@@ -8,6 +8,7 @@
 #include "files/WindowModel.h"
 
 #include <QAction>
+#include <QCloseEvent>
 #include <QStackedWidget>
 #include <QTabBar>
 #include <QToolBar>
@@ -79,6 +80,30 @@ int BrowserWindow::tabCount() const
     return m_tabs->count();
 }
 
+PaneContainer* BrowserWindow::containerAt(int index) const
+{
+    return static_cast<PaneContainer*>(m_stack->widget(index));
+}
+
+int BrowserWindow::currentTabIndex() const
+{
+    return m_tabs->currentIndex();
+}
+
+void BrowserWindow::setCurrentTabIndex(int index)
+{
+    if (index >= 0 && index < m_tabs->count())
+        m_tabs->setCurrentIndex(index);
+}
+
+std::vector<PaneLayout> BrowserWindow::tabLayouts() const
+{
+    std::vector<PaneLayout> layouts;
+    for (int i = 0; i < m_stack->count(); ++i)
+        layouts.push_back(containerAt(i)->layout());
+    return layouts;
+}
+
 void BrowserWindow::withActivePane(void (PaneView::*action)())
 {
     if (PaneView* pane = activePane())
@@ -115,11 +140,20 @@ void BrowserWindow::closeCurrentTab()
         return;
     }
     const int index = m_tabs->currentIndex();
-    QWidget* container = m_stack->widget(index);
+    PaneContainer* container = containerAt(index);
+    const Location closed = container->activePane()->location();
     m_stack->removeWidget(container);
     container->deleteLater();
     m_tabs->removeTab(index);
     currentTabChanged(m_tabs->currentIndex());
+    Q_EMIT tabClosed(closed);
+}
+
+void BrowserWindow::closeEvent(QCloseEvent* event)
+{
+    QMainWindow::closeEvent(event);
+    if (event->isAccepted())
+        Q_EMIT closing();
 }
 
 void BrowserWindow::currentTabChanged(int index)

@@ -5,6 +5,7 @@
 
 #include <QMainWindow>
 #include <QPointer>
+#include <vector>
 
 class PaneContainer;
 class PaneState;
@@ -23,17 +24,29 @@ public:
     PaneContainer* currentContainer() const;
     PaneView* activePane() const;
     int tabCount() const;
+    PaneContainer* containerAt(int index) const; // in tab bar order
+    int currentTabIndex() const;
+    void setCurrentTabIndex(int index);
+    // Each tab's layout, in tab bar order, for saving the session.
+    std::vector<PaneLayout> tabLayouts() const;
 
+    // Adds a tab after the current one and makes it current.
+    void addTab(const PaneLayout& layout);
     void newTab(const Location& location);
     void closeCurrentTab();
     void withActivePane(void (PaneView::*action)());
     void goHome();
 
 Q_SIGNALS:
-    void newWindowRequested(const Location& location);
+    // One tab of several was closed; the window stays. Carries its active pane's location.
+    void tabClosed(const Location& location);
+    // The window accepted a close and is about to go; it still has its tabs.
+    void closing();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
 
 private:
-    void addTab(const PaneLayout& layout);
     void buildToolBar();
     void currentTabChanged(int index);
     void watchActivePane();

@@ -1,35 +1,26 @@
 #include "browser/FileCommandMenus.h"
 
+#include "browser/AppCommands.h"
 #include "browser/BrowserWindow.h"
+#include "browser/MenuBuilder.h"
 #include "browser/PaneContainer.h"
 #include "browser/PaneFileActions.h"
 #include "browser/PaneView.h"
+#include "core/PathText.h"
+#include "insight/GitRepository.h"
 
+#include <QAction>
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QMenu>
 #include <QUndoStack>
 
+namespace fs = std::filesystem;
+
 namespace {
 
-using Keys = QList<QKeySequence>;
-
-QAction* add(QMenu* menu, const char* title, const Keys& keys, std::function<void()> action)
-{
-    QAction* item = menu->addAction(QString::fromUtf8(title));
-    item->setShortcuts(keys);
-    QObject::connect(item, &QAction::triggered, menu, [action] { action(); });
-    return item;
-}
-
-Keys keys(std::initializer_list<const char*> texts)
-{
-    Keys out;
-    for (const char* text : texts)
-        out.push_back(QKeySequence(QString::fromLatin1(text)));
-    return out;
-}
-
 // Runs `body` on the active pane's file actions, when there is an active pane.
-std::function<void()> onActions(BrowserWindow& w, void (*body)(PaneFileActions&))
+MenuBuilder::Run onActions(BrowserWindow& w, void (*body)(PaneFileActions&))
 {
     return [&w, body] {
         if (PaneView* pane = w.activePane())
@@ -45,40 +36,67 @@ void transferToOtherPane(BrowserWindow& w, TransferMode mode)
         w.activePane()->fileActions().transferToPane(*other, mode);
 }
 
-} // namespace
-
-namespace FileCommandMenus {
-
-void addFileItems(QMenu* menu, BrowserWindow& w)
+// The selection, or the shown folder when nothing is selected.
+std::vector<fs::path> pathsToCopy(const BrowserWindow& w)
 {
-    add(menu, "新規フォルダ", keys({"Ctrl+Shift+N"}),
-        onActions(w, [](PaneFileActions& a) { a.newFolder(); }));
-    add(menu, "新規ファイル", keys({"Ctrl+Alt+N"}),
-        onActions(w, [](PaneFileActions& a) { a.newFile(); }));
-    menu->addSeparator();
-    add(menu, "開く", keys({"Ctrl+O"}), [&w] { w.withActivePane(&PaneView::openSelection); });
-    add(menu, "名前を変更", keys({"F2"}), [&w] { w.withActivePane(&PaneView::beginRename); });
-    add(menu, "複製", keys({"Ctrl+D"}), onActions(w, [](PaneFileActions& a) { a.duplicate(); }));
-    menu->addSeparator();
-    add(menu, "ゴミ箱に入れる", keys({"Ctrl+Backspace", "Delete"}),
-        onActions(w, [](PaneFileActions& a) { a.moveToTrash(); }));
-    add(menu, "すぐに削除…", keys({"Ctrl+Alt+Backspace", "Shift+Delete"}),
-        onActions(w, [](PaneFileActions& a) { a.deleteImmediately(); }));
+    PaneView* pane = w.activePane();
+    if (!pane)
+        return {};
+    std::vector<fs::path> paths = pane->selectedPaths();
+    if (paths.empty() && pane->location().isFolder())
+        paths.push_back(pane->location().path());
+    return paths;
 }
 
-void addTransferItems(QMenu* menu, BrowserWindow& w)
+QString tildeText(const fs::path& path)
 {
-    add(menu, "反対側の画面へコピー", keys({"F5"}),
-        [&w] { transferToOtherPane(w, TransferMode::copy); });
-    add(menu, "反対側の画面へ移動", keys({"F6"}),
-        [&w] { transferToOtherPane(w, TransferMode::move); });
+    const std::string home = PathText::standardized(PathText::homeFolder()).native();
+    const std::string& text = path.native();
+    if (home == "/" || !text.starts_with(home))
+        return PathText::display(path);
+    if (text.size() == home.size() || text[home.size()] == '/')
+        return QStringLiteral("~") + PathText::display(text.substr(home.size()));
+    return PathText::display(path); // "/home/ann2" is not inside "/home/ann"
 }
 
-void addUndoItems(QMenu* menu)
+QString shellQuoted(const fs::path& path)
+{
+    QString text = PathText::display(path);
+    text.replace(QLatin1Char('\''), QStringLiteral("'\\''"));
+    return QLatin1Char('\'') + text + QLatin1Char('\'');
+}
+
+std::optional<fs::path> repositoryRoot(const BrowserWindow& w)
+{
+    PaneView* pane = w.activePane();
+    if (!pane || !pane->location().isFolder())
+        return std::nullopt;
+    return GitRepository::root(pane->location().path());
+}
+
+// Relative to the repository of the shown folder; the root itself is ".".
+QString relativeText(const fs::path& path, const fs::path& root)
+{
+    const fs::path relative = path.lexically_relative(root);
+    return relative.empty() ? PathText::display(path) : PathText::display(relative);
+}
+
+void copyLines(const std::vector<fs::path>& paths,
+               const std::function<QString(const fs::path&)>& form)
+{
+    QStringList lines;
+    for (const fs::path& path : paths)
+        lines << form(path);
+    if (!lines.isEmpty())
+        QGuiApplication::clipboard()->setText(lines.join(QLatin1Char('\n')));
+}
+
+void addUndoItems(MenuBuilder& m)
 {
     QUndoStack& stack = FileOperationManager::shared().undoStack();
-    QAction* undo = add(menu, "取り消す", keys({"Ctrl+Z"}), [&stack] { stack.undo(); });
-    QAction* redo = add(menu, "やり直す", keys({"Ctrl+Shift+Z"}), [&stack] { stack.redo(); });
+    QAction* undo = m.add("undo:", "取り消す", {"Ctrl+Z"}, [&stack] { stack.undo(); });
+    QAction* redo = m.add("redo:", "やり直す", {"Ctrl+Shift+Z"}, [&stack] { stack.redo(); });
+    // Kept current from the stack itself, so that the shortcuts follow it too.
     auto update = [&stack, undo, redo] {
         undo->setEnabled(stack.canUndo());
         redo->setEnabled(stack.canRedo());
@@ -92,26 +110,119 @@ void addUndoItems(QMenu* menu)
     update();
 }
 
-void addClipboardItems(QMenu* menu, BrowserWindow& w)
+void addClipboardItems(MenuBuilder& m, BrowserWindow& w)
 {
-    add(menu, "カット", keys({"Ctrl+X"}),
-        onActions(w, [](PaneFileActions& a) { a.copyToClipboard(true); }));
-    add(menu, "コピー", keys({"Ctrl+C"}),
-        onActions(w, [](PaneFileActions& a) { a.copyToClipboard(false); }));
-    QAction* paste = add(menu, "ペースト", keys({"Ctrl+V"}),
-                         onActions(w, [](PaneFileActions& a) { a.paste(false); }));
-    QAction* moveHere = add(menu, "ここに移動", keys({"Ctrl+Alt+V"}),
-                            onActions(w, [](PaneFileActions& a) { a.paste(true); }));
-    QObject::connect(menu, &QMenu::aboutToShow, menu, [&w, paste, moveHere] {
-        const bool can = w.activePane() && w.activePane()->fileActions().canPaste();
-        paste->setEnabled(can);
-        moveHere->setEnabled(can);
+    m.add("cut:", "カット", {"Ctrl+X"},
+          onActions(w, [](PaneFileActions& a) { a.copyToClipboard(true); }));
+    m.add("copy:", "コピー", {"Ctrl+C"},
+          onActions(w, [](PaneFileActions& a) { a.copyToClipboard(false); }));
+    auto canPaste = [&w] { return w.activePane() && w.activePane()->fileActions().canPaste(); };
+    m.setValid(m.add("paste:", "ペースト", {"Ctrl+V"},
+                     onActions(w, [](PaneFileActions& a) { a.paste(false); })),
+               canPaste);
+    m.setValid(m.add("moveHere:", "ここに移動", {"Ctrl+Alt+V"},
+                     onActions(w, [](PaneFileActions& a) { a.paste(true); })),
+               canPaste);
+    m.add("selectAll:", "すべてを選択", {"Ctrl+A"}, [&w] {
+        if (PaneView* pane = w.activePane())
+            pane->listView()->selectAll();
     });
-    QObject::connect(menu, &QMenu::aboutToHide, menu, [paste, moveHere] {
-        // Shortcuts must work while the menu is closed; the action checks again.
-        paste->setEnabled(true);
-        moveHere->setEnabled(true);
+    m.add("beginFilter:", "絞り込み", {"Ctrl+F"},
+          [&w] { w.withActivePane(&PaneView::beginFilter); });
+}
+
+void addPathItems(MenuBuilder& m, BrowserWindow& w)
+{
+    auto hasPaths = [&w] { return !pathsToCopy(w).empty(); };
+    m.setValid(m.add("copyPath:", "パスをコピー", {"Ctrl+Alt+C"},
+                     [&w] {
+                         copyLines(pathsToCopy(w),
+                                   [](const fs::path& path) { return PathText::display(path); });
+                     }),
+               hasPaths);
+    m.setValid(m.add("copyTildePath:", "パスをコピー（~ 形式）", {"Ctrl+Alt+Shift+C"},
+                     [&w] { copyLines(pathsToCopy(w), tildeText); }),
+               hasPaths);
+    m.setValid(m.add("copyRelativePath:", "リポジトリからの相対パスをコピー", {},
+                     [&w] {
+                         if (const auto root = repositoryRoot(w))
+                             copyLines(pathsToCopy(w), [&root](const fs::path& path) {
+                                 return relativeText(path, *root);
+                             });
+                     }),
+               [&w] { return repositoryRoot(w).has_value(); });
+    m.setValid(m.add("copyShellQuotedPath:", "シェル用にパスをコピー", {},
+                     [&w] { copyLines(pathsToCopy(w), shellQuoted); }),
+               hasPaths);
+}
+
+void addItemCommands(MenuBuilder& m, BrowserWindow& w)
+{
+    m.add("newFolder:", "新規フォルダ", {"Ctrl+Shift+N"},
+          onActions(w, [](PaneFileActions& a) { a.newFolder(); }));
+    m.add("newFile:", "新規ファイル", {"Ctrl+Alt+N"},
+          onActions(w, [](PaneFileActions& a) { a.newFile(); }));
+    m.separator();
+    m.add("openSelection:", "開く", {"Ctrl+O"},
+          [&w] { w.withActivePane(&PaneView::openSelection); });
+    m.add("renameSelection:", "名前を変更", {"", {"F2"}},
+          [&w] { w.withActivePane(&PaneView::beginRename); });
+    m.addUnavailable("bulkRename:", "一括で名前を変更…");
+    m.addUnavailable("showInfo:", "情報を見る", {"Ctrl+I"});
+    m.add("duplicate:", "複製", {"Ctrl+D"},
+          onActions(w, [](PaneFileActions& a) { a.duplicate(); }));
+    m.addUnavailable("makeSymbolicLink:", "シンボリックリンクを作成");
+    m.addUnavailable("compress:", "圧縮");
+    m.addUnavailable("expandArchive:", "展開");
+    m.addUnavailable("toggleQuickLook:", "クイックルック", {"Ctrl+Y"});
+    m.separator();
+    m.add("moveToTrash:", "ゴミ箱に入れる", {"Ctrl+Backspace", {"Delete"}},
+          onActions(w, [](PaneFileActions& a) { a.moveToTrash(); }));
+    m.add("deleteImmediately:", "すぐに削除…", {"Ctrl+Alt+Backspace", {"Shift+Delete"}},
+          onActions(w, [](PaneFileActions& a) { a.deleteImmediately(); }));
+}
+
+} // namespace
+
+namespace FileCommandMenus {
+
+void buildFileMenu(BrowserWindow& w)
+{
+    MenuBuilder m(w.menuBar(), "ファイル");
+    m.addAppCommand("newWindow:", "新規ウィンドウ", {"Ctrl+N"}, &AppCommands::newWindow);
+    m.add("newWindowForTab:", "新規タブ", {"Ctrl+T"}, [&w] {
+        if (PaneView* pane = w.activePane())
+            w.newTab(pane->location());
     });
+    m.addAppCommand("reopenClosedTab:", "閉じたタブを開く", {"Ctrl+Shift+T"},
+                    &AppCommands::reopenClosedTab,
+                    [] { return AppCommands::installed()->canReopenClosedTab(); });
+    m.separator();
+    addItemCommands(m, w);
+    m.separator();
+    m.addUnavailable("openInTerminal:", "ターミナルで開く", {"Ctrl+Alt+T"});
+    m.addUnavailable("openInEditor:", "エディタで開く", {"Ctrl+Alt+E"});
+    m.addUnavailable("openRepositoryInEditor:", "リポジトリのルートをエディタで開く");
+    m.separator();
+    m.add("copyToOtherPane:", "反対側の画面へコピー", {"F5"},
+          [&w] { transferToOtherPane(w, TransferMode::copy); });
+    m.add("moveToOtherPane:", "反対側の画面へ移動", {"F6"},
+          [&w] { transferToOtherPane(w, TransferMode::move); });
+    m.separator();
+    m.addUnavailable("addToSidebar:", "お気に入りに追加", {"Meta+Ctrl+T"});
+    m.addUnavailable("editTags:", "タグを編集…", {"Ctrl+Alt+G"});
+    m.separator();
+    m.add("performClose:", "閉じる", {"Ctrl+W"}, [&w] { w.closeCurrentTab(); });
+}
+
+void buildEditMenu(BrowserWindow& w)
+{
+    MenuBuilder m(w.menuBar(), "編集");
+    addUndoItems(m);
+    m.separator();
+    addClipboardItems(m, w);
+    m.separator();
+    addPathItems(m, w);
 }
 
 } // namespace FileCommandMenus

@@ -1,15 +1,13 @@
 #pragma once
 
 class BrowserWindow;
-class QMenu;
 
-// The file operation items of the ファイル and 編集 menus: new items, rename,
-// duplicate, Trash, delete, transfers between panes, clipboard, undo and redo.
+// The ファイル and 編集 menus: windows and tabs, new items, opening, rename,
+// duplicate, Trash, delete, transfers between panes, undo, the clipboard and
+// copying paths as text.
 namespace FileCommandMenus {
 
-void addFileItems(QMenu* menu, BrowserWindow& window);
-void addTransferItems(QMenu* menu, BrowserWindow& window);
-void addUndoItems(QMenu* menu);
-void addClipboardItems(QMenu* menu, BrowserWindow& window);
+void buildFileMenu(BrowserWindow& window);
+void buildEditMenu(BrowserWindow& window);
 
 } // namespace FileCommandMenus

@@ -4,6 +4,30 @@
 
 #include <QHeaderView>
 #include <QKeyEvent>
+#include <QPainter>
+#include <QStyledItemDelegate>
+
+namespace {
+
+constexpr double kPaleAlpha = 0.22;
+constexpr qreal kInsetX = 4;
+constexpr qreal kInsetY = 1;
+constexpr qreal kRadius = 5;
+
+// The columns without a delegate of their own.
+class CellDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        FileTreeView::prepareCell(*option);
+    }
+};
+
+} // namespace
 
 FileTreeView::FileTreeView(ListKeyTarget& target, QWidget* parent)
     : QTreeView(parent)
@@ -14,7 +38,9 @@ FileTreeView::FileTreeView(ListKeyTarget& target, QWidget* parent)
     setSelectionMode(QAbstractItemView::ExtendedSelection);
     setSelectionBehavior(QAbstractItemView::SelectRows);
     setExpandsOnDoubleClick(false);
-    setAllColumnsShowFocus(true);
+    // The selected row's fill marks where the keys act; no focus frame on top of it.
+    setAllColumnsShowFocus(false);
+    setItemDelegate(new CellDelegate(this));
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setAlternatingRowColors(true);
     setSortingEnabled(false);
@@ -51,6 +77,76 @@ bool FileTreeView::focusNextPrevChild(bool)
     // Tab moves between panes, not through the window's widgets.
     m_target.switchPane();
     return true;
+}
+
+void FileTreeView::focusInEvent(QFocusEvent* event)
+{
+    QTreeView::focusInEvent(event);
+    viewport()->update(); // the selection turns strong
+}
+
+void FileTreeView::focusOutEvent(QFocusEvent* event)
+{
+    QTreeView::focusOutEvent(event);
+    viewport()->update(); // the selection turns pale
+}
+
+bool FileTreeView::isEmphasized() const
+{
+    return hasFocus() && window()->isActiveWindow();
+}
+
+QColor FileTreeView::selectionFill() const
+{
+    QColor fill = palette().color(QPalette::Active, QPalette::Highlight);
+    if (!isEmphasized())
+        fill.setAlphaF(kPaleAlpha);
+    return fill;
+}
+
+void FileTreeView::drawRow(QPainter* painter, const QStyleOptionViewItem& option,
+                           const QModelIndex& index) const
+{
+    if (!selectionModel() || !selectionModel()->isSelected(index)) {
+        QTreeView::drawRow(painter, option, index);
+        return;
+    }
+    const QRect rect = option.rect;
+    const int row = (rect.top() + verticalOffset()) / uniformRowHeight();
+    if (alternatingRowColors() && row % 2 == 1)
+        painter->fillRect(rect, option.palette.brush(QPalette::AlternateBase));
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->setPen(Qt::NoPen);
+    painter->setBrush(selectionFill());
+    painter->drawRoundedRect(QRectF(rect).adjusted(kInsetX, kInsetY, -kInsetX, -kInsetY), kRadius,
+                             kRadius);
+    painter->restore();
+    // The tree view fills the branch area with Highlight and every cell with
+    // AlternateBase; both would cover the rounded fill.
+    QStyleOptionViewItem cells = option;
+    const QColor text = palette().color(QPalette::Active, isEmphasized() ? QPalette::HighlightedText
+                                                                         : QPalette::Text);
+    for (const auto group : {QPalette::Active, QPalette::Inactive}) {
+        cells.palette.setColor(group, QPalette::Highlight, Qt::transparent);
+        cells.palette.setColor(group, QPalette::AlternateBase, Qt::transparent);
+        cells.palette.setColor(group, QPalette::HighlightedText, text);
+    }
+    QTreeView::drawRow(painter, cells, index);
+}
+
+void FileTreeView::prepareCell(QStyleOptionViewItem& option)
+{
+    if (!qobject_cast<const FileTreeView*>(option.widget))
+        return;
+    option.state &= ~QStyle::State_HasFocus;
+    if (!(option.state & QStyle::State_Selected))
+        return;
+    // Unselected, the style draws no background and leaves icons untinted.
+    option.state &= ~QStyle::State_Selected;
+    for (const auto group : {QPalette::Active, QPalette::Inactive})
+        option.palette.setColor(group, QPalette::Text,
+                                option.palette.color(group, QPalette::HighlightedText));
 }
 
 bool FileTreeView::handleListKey(QKeyEvent* event)

@@ -15,7 +15,9 @@ public:
 };
 
 // The list of a pane. Handles Return, Tab, "/", Escape and, when switched on,
-// the vi-style keys h j k l gg G before the tree view's own keys.
+// the vi-style keys h j k l gg G before the tree view's own keys. A selected row
+// is one rounded fill in the accent colour (the palette's Highlight), strong while
+// the list has focus in the active window and pale otherwise.
 class FileTreeView : public QTreeView {
     Q_OBJECT
 public:
@@ -29,9 +31,20 @@ public:
     int visibleRowCount() const;
     bool isPendingG() const { return m_pendingG; }
 
+    // The list has focus in the active window: selections get the strong fill.
+    bool isEmphasized() const;
+    QColor selectionFill() const;
+    // For the list's delegates: a cell draws no selection or focus frame of its own,
+    // and its text takes the colour that reads on the row's fill.
+    static void prepareCell(QStyleOptionViewItem& option);
+
 protected:
     void keyPressEvent(QKeyEvent* event) override;
     bool focusNextPrevChild(bool next) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    void drawRow(QPainter* painter, const QStyleOptionViewItem& option,
+                 const QModelIndex& index) const override;
 
 private:
     QModelIndex visibleIndex(int row) const;

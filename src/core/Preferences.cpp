@@ -2,6 +2,8 @@
 
 #include "core/AppDefaults.h"
 
+#include <cmath>
+
 namespace {
 const QString kShowHidden = QStringLiteral("showHiddenFiles");
 const QString kSortKey = QStringLiteral("sortKey");
@@ -10,6 +12,24 @@ const QString kFolderSizes = QStringLiteral("calculateFolderSizes");
 const QString kColorFolders = QStringLiteral("colorFoldersByTag");
 const QString kVimKeys = QStringLiteral("vimKeyBindings");
 const QString kConfirmPaneTransfer = QStringLiteral("confirmPaneTransfer");
+const QString kCheckForUpdates = QStringLiteral("checkForUpdates");
+const QString kMarkdownPreview = QStringLiteral("markdownPreview");
+const QString kPreviewZoom = QStringLiteral("previewZoom");
+const QString kPreviewFraction = QStringLiteral("markdownPreviewFraction");
+const QString kPreviousHandlers = QStringLiteral("previousFileHandlers");
+
+constexpr double kDefaultZoom = 1.0;
+constexpr double kDefaultFraction = 0.5;
+
+bool isZoom(double value)
+{
+    return value > 0;
+}
+
+bool isFraction(double value)
+{
+    return value > 0 && value < 1;
+}
 } // namespace
 
 Preferences& Preferences::shared()
@@ -33,13 +53,48 @@ bool Preferences::boolValue(const QString& key, bool fallback)
     return fallback;
 }
 
-void Preferences::setBool(const QString& key, bool value, bool fallback)
+std::optional<double> Preferences::realValue(const QString& key)
+{
+    const QVariant v = AppDefaults::store().value(key);
+    double value = 0;
+    bool ok = false;
+    switch (v.typeId()) {
+    case QMetaType::Double:
+    case QMetaType::Float:
+    case QMetaType::Int:
+    case QMetaType::LongLong:
+        value = v.toDouble(&ok);
+        break;
+    case QMetaType::QString:
+        // QString::toDouble reads the C locale, the form QSettings writes.
+        value = v.toString().trimmed().toDouble(&ok);
+        break;
+    default:
+        break;
+    }
+    if (!ok || !std::isfinite(value))
+        return std::nullopt;
+    return value;
+}
+
+void Preferences::setBool(const QString& key, bool value, bool fallback, bool display)
 {
     if (boolValue(key, fallback) == value)
         return;
     AppDefaults::store().setValue(key, value);
     AppDefaults::store().sync();
-    Q_EMIT displayPreferencesChanged();
+    if (display)
+        Q_EMIT displayPreferencesChanged();
+    Q_EMIT changed(key);
+}
+
+void Preferences::setReal(const QString& key, double value, double current)
+{
+    if (!std::isfinite(value) || value == current)
+        return;
+    AppDefaults::store().setValue(key, value);
+    AppDefaults::store().sync();
+    Q_EMIT changed(key);
 }
 
 bool Preferences::showHiddenFiles() const
@@ -48,7 +103,7 @@ bool Preferences::showHiddenFiles() const
 }
 void Preferences::setShowHiddenFiles(bool on)
 {
-    setBool(kShowHidden, on, false);
+    setBool(kShowHidden, on, false, true);
 }
 
 bool Preferences::calculateFolderSizes() const
@@ -57,7 +112,7 @@ bool Preferences::calculateFolderSizes() const
 }
 void Preferences::setCalculateFolderSizes(bool on)
 {
-    setBool(kFolderSizes, on, true);
+    setBool(kFolderSizes, on, true, true);
 }
 
 bool Preferences::colorFoldersByTag() const
@@ -66,7 +121,7 @@ bool Preferences::colorFoldersByTag() const
 }
 void Preferences::setColorFoldersByTag(bool on)
 {
-    setBool(kColorFolders, on, true);
+    setBool(kColorFolders, on, true, true);
 }
 
 bool Preferences::vimKeyBindings() const
@@ -75,7 +130,7 @@ bool Preferences::vimKeyBindings() const
 }
 void Preferences::setVimKeyBindings(bool on)
 {
-    setBool(kVimKeys, on, false);
+    setBool(kVimKeys, on, false, true);
 }
 
 bool Preferences::confirmPaneTransfer() const
@@ -84,11 +139,81 @@ bool Preferences::confirmPaneTransfer() const
 }
 void Preferences::setConfirmPaneTransfer(bool on)
 {
-    // Not a display setting: no listing changes, so no signal.
-    if (confirmPaneTransfer() == on)
+    // Not a display setting: no listing changes.
+    setBool(kConfirmPaneTransfer, on, true, false);
+}
+
+bool Preferences::checkForUpdates() const
+{
+    return boolValue(kCheckForUpdates, true);
+}
+void Preferences::setCheckForUpdates(bool on)
+{
+    setBool(kCheckForUpdates, on, true, false);
+}
+
+bool Preferences::markdownPreview() const
+{
+    return boolValue(kMarkdownPreview, true);
+}
+void Preferences::setMarkdownPreview(bool on)
+{
+    setBool(kMarkdownPreview, on, true, false);
+}
+
+double Preferences::previewZoom() const
+{
+    const std::optional<double> zoom = realValue(kPreviewZoom);
+    return zoom && isZoom(*zoom) ? *zoom : kDefaultZoom;
+}
+void Preferences::setPreviewZoom(double zoom)
+{
+    if (isZoom(zoom))
+        setReal(kPreviewZoom, zoom, previewZoom());
+}
+
+double Preferences::markdownPreviewFraction() const
+{
+    const std::optional<double> fraction = realValue(kPreviewFraction);
+    return fraction && isFraction(*fraction) ? *fraction : kDefaultFraction;
+}
+void Preferences::setMarkdownPreviewFraction(double fraction)
+{
+    if (isFraction(fraction))
+        setReal(kPreviewFraction, fraction, markdownPreviewFraction());
+}
+
+QMap<QString, QString> Preferences::previousFileHandlers() const
+{
+    const QVariant v = AppDefaults::store().value(kPreviousHandlers);
+    if (v.typeId() != QMetaType::QVariantMap)
+        return {};
+    QMap<QString, QString> handlers;
+    const QVariantMap map = v.toMap();
+    for (auto it = map.begin(); it != map.end(); ++it) {
+        // One value of another type makes the whole dictionary unusable.
+        if (it.value().typeId() != QMetaType::QString)
+            return {};
+        handlers.insert(it.key(), it.value().toString());
+    }
+    return handlers;
+}
+
+void Preferences::setPreviousFileHandlers(const QMap<QString, QString>& handlers)
+{
+    if (previousFileHandlers() == handlers &&
+        AppDefaults::store().contains(kPreviousHandlers) == !handlers.isEmpty())
         return;
-    AppDefaults::store().setValue(kConfirmPaneTransfer, on);
+    if (handlers.isEmpty()) {
+        AppDefaults::store().remove(kPreviousHandlers);
+    } else {
+        QVariantMap map;
+        for (auto it = handlers.begin(); it != handlers.end(); ++it)
+            map.insert(it.key(), it.value());
+        AppDefaults::store().setValue(kPreviousHandlers, map);
+    }
     AppDefaults::store().sync();
+    Q_EMIT changed(kPreviousHandlers);
 }
 
 FileSort Preferences::sort() const
@@ -109,4 +234,5 @@ void Preferences::setSort(const FileSort& sort)
     AppDefaults::store().setValue(kSortAscending, sort.ascending);
     AppDefaults::store().sync();
     Q_EMIT displayPreferencesChanged();
+    Q_EMIT changed(kSortKey);
 }

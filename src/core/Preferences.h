@@ -2,6 +2,7 @@
 
 #include "core/FileSort.h"
 
+#include <QMap>
 #include <QObject>
 
 // Typed settings over AppDefaults::store(). A getter returns the default when the
@@ -30,14 +31,37 @@ public:
     bool confirmPaneTransfer() const;
     void setConfirmPaneTransfer(bool on);
 
+    bool checkForUpdates() const;
+    void setCheckForUpdates(bool on);
+
+    bool markdownPreview() const;
+    void setMarkdownPreview(bool on);
+
+    // Greater than zero.
+    double previewZoom() const;
+    void setPreviewZoom(double zoom);
+
+    // The preview's share of the pane width, strictly between 0 and 1.
+    double markdownPreviewFraction() const;
+    void setMarkdownPreviewFraction(double fraction);
+
+    // Default-application handlers we replaced, by MIME type, so they can be put back.
+    QMap<QString, QString> previousFileHandlers() const;
+    void setPreviousFileHandlers(const QMap<QString, QString>& handlers);
+
     // Reads a Boolean key, accepting the text forms an INI file gives back.
     static bool boolValue(const QString& key, bool fallback);
+    // Reads a finite real, accepting the text an INI file gives back.
+    static std::optional<double> realValue(const QString& key);
 
 Q_SIGNALS:
     // Any setting that changes what a listing shows: hidden files, sort, sizes, tints.
     void displayPreferencesChanged();
+    // Every real change of a key, display or not, so open settings views stay current.
+    void changed(const QString& key);
 
 private:
     Preferences() = default;
-    void setBool(const QString& key, bool value, bool fallback);
+    void setBool(const QString& key, bool value, bool fallback, bool display);
+    void setReal(const QString& key, double value, double current);
 };

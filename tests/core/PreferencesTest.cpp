@@ -78,6 +78,71 @@ TEST(PreferencesTest, ReadsStoredValuesAndFallsBackForMissingOrWrongTypes)
     EXPECT_FALSE(Preferences::shared().showHiddenFiles());
 }
 
+TEST(PreferencesTest, PreviewAndUpdateKeysFallBackForGarbage)
+{
+    struct Case {
+        const char* name;
+        std::string ini;
+        bool updates, preview;
+        double zoom, fraction;
+    };
+    const Case cases[] = {
+        {"missing", "", true, true, 1.0, 0.5},
+        {"stored",
+         "checkForUpdates=false\nmarkdownPreview=false\npreviewZoom=1.25\n"
+         "markdownPreviewFraction=0.3\n",
+         false, false, 1.25, 0.3},
+        {"whole numbers", "previewZoom=2\nmarkdownPreviewFraction=1\n", true, true, 2.0, 0.5},
+        {"garbage",
+         "checkForUpdates=nope\nmarkdownPreview=1\npreviewZoom=big\n"
+         "markdownPreviewFraction=0.3x\n",
+         true, true, 1.0, 0.5},
+        {"out of range", "previewZoom=-1\nmarkdownPreviewFraction=-0.2\n", true, true, 1.0, 0.5},
+        {"not finite", "previewZoom=inf\nmarkdownPreviewFraction=nan\n", true, true, 1.0, 0.5},
+        {"lists", "previewZoom=1, 2\nmarkdownPreview=true, false\n", true, true, 1.0, 0.5},
+    };
+    const ScratchSettings settings;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        fs::create_directories(settings.file("Quillo").parent_path());
+        std::ofstream(settings.file("Quillo")) << "[General]\n" << c.ini;
+        AppDefaults::resetForTesting();
+        const Preferences& prefs = Preferences::shared();
+        EXPECT_EQ(prefs.checkForUpdates(), c.updates);
+        EXPECT_EQ(prefs.markdownPreview(), c.preview);
+        EXPECT_DOUBLE_EQ(prefs.previewZoom(), c.zoom);
+        EXPECT_DOUBLE_EQ(prefs.markdownPreviewFraction(), c.fraction);
+    }
+}
+
+TEST(PreferencesTest, PreviousFileHandlersAreTextToTextOrEmpty)
+{
+    const ScratchSettings settings;
+    Preferences& prefs = Preferences::shared();
+    EXPECT_TRUE(prefs.previousFileHandlers().isEmpty());
+    const QMap<QString, QString> handlers{{"inode/directory", "org.gnome.Nautilus.desktop"},
+                                          {"text/markdown", "org.gnome.TextEditor.desktop"}};
+    QSignalSpy changed(&prefs, &Preferences::changed);
+    prefs.setPreviousFileHandlers(handlers);
+    prefs.setPreviousFileHandlers(handlers);
+    EXPECT_EQ(changed.count(), 1);
+    AppDefaults::resetForTesting(); // read back from the file
+    EXPECT_EQ(prefs.previousFileHandlers(), handlers);
+
+    const QVariant notTextToText[] = {
+        QStringLiteral("inode/directory"),
+        QVariantMap{{"inode/directory", 3}},
+        QVariantMap{{"inode/directory", "a.desktop"}, {"text/plain", QVariantList{"b"}}},
+        QVariantList{"inode/directory", "a.desktop"},
+    };
+    for (const QVariant& value : notTextToText) {
+        AppDefaults::store().setValue("previousFileHandlers", value);
+        EXPECT_TRUE(prefs.previousFileHandlers().isEmpty()) << value.typeName();
+    }
+    prefs.setPreviousFileHandlers({}); // clears what it cannot read
+    EXPECT_FALSE(AppDefaults::store().contains("previousFileHandlers"));
+}
+
 TEST(PreferencesTest, SettersWriteAndNotifyOnlyOnChange)
 {
     const ScratchSettings settings;
@@ -93,9 +158,23 @@ TEST(PreferencesTest, SettersWriteAndNotifyOnlyOnChange)
     prefs.setVimKeyBindings(true);
     prefs.setVimKeyBindings(true);
     EXPECT_EQ(spy.count(), 2);
+
+    // Settings that change no listing say so only through changed().
+    QSignalSpy changed(&prefs, &Preferences::changed);
+    prefs.setCheckForUpdates(false);
+    prefs.setPreviewZoom(1.5);
+    prefs.setPreviewZoom(1.5);
+    prefs.setPreviewZoom(0);               // not a zoom: ignored
+    prefs.setMarkdownPreviewFraction(1.0); // not a share: ignored
+    prefs.setMarkdownPreviewFraction(0.25);
+    EXPECT_EQ(spy.count(), 2);
+    EXPECT_EQ(changed.count(), 3);
     AppDefaults::resetForTesting(); // read back from the file
     EXPECT_EQ(prefs.sort(), bySize);
     EXPECT_TRUE(prefs.vimKeyBindings());
+    EXPECT_FALSE(prefs.checkForUpdates());
+    EXPECT_DOUBLE_EQ(prefs.previewZoom(), 1.5);
+    EXPECT_DOUBLE_EQ(prefs.markdownPreviewFraction(), 0.25);
 }
 
 } // namespace

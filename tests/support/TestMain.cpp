@@ -11,6 +11,8 @@
 
 int main(int argc, char** argv)
 {
+    // The application object then opens no window and restores or saves no session.
+    qputenv("QUILLO_TEST_RUN", "1");
     QTemporaryDir home;
     const QByteArray root = home.path().toUtf8();
     qputenv("HOME", root);

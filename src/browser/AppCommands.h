@@ -1,0 +1,23 @@
+#pragma once
+
+// The menu commands that concern the application rather than one window: new
+// windows, reopening closed tabs, settings, quitting. The app layer installs the
+// implementation at start-up; without one (tests of single windows) the menus
+// leave these items disabled.
+class AppCommands {
+public:
+    virtual ~AppCommands() = default;
+
+    virtual void newWindow() = 0;
+    virtual void reopenClosedTab() = 0;
+    virtual bool canReopenClosedTab() const = 0;
+    virtual void showSettings() = 0;
+    virtual void showAbout() = 0;
+    virtual void quit() = 0;
+
+    static AppCommands* installed() { return s_installed; }
+    static void install(AppCommands* commands) { s_installed = commands; }
+
+private:
+    static inline AppCommands* s_installed = nullptr;
+};

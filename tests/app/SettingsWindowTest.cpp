@@ -1,0 +1,142 @@
+#include "app/SettingsWindow.h"
+
+#include "app/Theme.h"
+#include "core/Preferences.h"
+#include "support/TempDir.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCheckBox>
+#include <QRadioButton>
+#include <QTabWidget>
+#include <QTest>
+#include <functional>
+#include <gtest/gtest.h>
+
+namespace {
+
+class SettingsWindowTest : public ::testing::Test {
+protected:
+    ScratchSettings settings;
+    SettingsWindow window;
+
+    QAbstractButton* buttonNamed(const QString& accessibleName) const
+    {
+        for (QAbstractButton* button : window.findChildren<QAbstractButton*>()) {
+            if (button->accessibleName() == accessibleName || button->text() == accessibleName)
+                return button;
+        }
+        return nullptr;
+    }
+};
+
+TEST_F(SettingsWindowTest, CheckboxesWriteAndFollowPreferences)
+{
+    Preferences& p = Preferences::shared();
+    const std::pair<const char*, std::function<bool()>> settingsShown[] = {
+        {"showHiddenFiles", [&] { return p.showHiddenFiles(); }},
+        {"calculateFolderSizes", [&] { return p.calculateFolderSizes(); }},
+        {"confirmPaneTransfer", [&] { return p.confirmPaneTransfer(); }},
+        {"vimKeyBindings", [&] { return p.vimKeyBindings(); }},
+        {"checkForUpdates", [&] { return p.checkForUpdates(); }},
+        {"colorFoldersByTag", [&] { return p.colorFoldersByTag(); }},
+    };
+    for (const auto& [name, read] : settingsShown) {
+        SCOPED_TRACE(name);
+        auto* box = window.findChild<QCheckBox*>(QString::fromUtf8(name));
+        ASSERT_TRUE(box);
+        EXPECT_FALSE(box->text().isEmpty());
+        const bool before = read();
+        EXPECT_EQ(box->isChecked(), before);
+        box->click();
+        EXPECT_EQ(read(), !before);
+        box->click();
+        EXPECT_EQ(read(), before);
+    }
+    // A change made elsewhere (the menu, the transfer alert) shows here too.
+    p.setShowHiddenFiles(true);
+    p.setConfirmPaneTransfer(false);
+    EXPECT_TRUE(window.findChild<QCheckBox*>("showHiddenFiles")->isChecked());
+    EXPECT_FALSE(window.findChild<QCheckBox*>("confirmPaneTransfer")->isChecked());
+}
+
+TEST_F(SettingsWindowTest, AppearanceAndAccentApplyAtOnce)
+{
+    Theme& theme = Theme::shared();
+    theme.setAppearance(Theme::Appearance::light);
+    EXPECT_TRUE(window.findChild<QRadioButton*>("light")->isChecked());
+
+    window.findChild<QRadioButton*>("dark")->click();
+    EXPECT_EQ(theme.appearance(), Theme::Appearance::dark);
+    EXPECT_LT(QApplication::palette().color(QPalette::Window).lightness(), 80);
+    window.findChild<QRadioButton*>("system")->click();
+    EXPECT_EQ(theme.appearance(), Theme::Appearance::system);
+
+    QAbstractButton* systemAccent = buttonNamed(QStringLiteral("システム"));
+    ASSERT_TRUE(systemAccent);
+    EXPECT_TRUE(systemAccent->isChecked());
+    for (const Theme::Preset& preset : Theme::presets()) {
+        SCOPED_TRACE(preset.name.toStdString());
+        QAbstractButton* swatch = buttonNamed(preset.name);
+        ASSERT_TRUE(swatch);
+        swatch->click();
+        EXPECT_EQ(theme.accentHex(), preset.hex);
+        EXPECT_EQ(QApplication::palette().color(QPalette::Highlight), QColor(preset.hex));
+        EXPECT_TRUE(swatch->isChecked());
+        EXPECT_FALSE(systemAccent->isChecked());
+    }
+    systemAccent->click();
+    EXPECT_FALSE(theme.accentHex());
+    EXPECT_EQ(QApplication::palette().color(QPalette::Highlight), theme.systemAccentColor());
+    for (const Theme::Preset& preset : Theme::presets())
+        EXPECT_FALSE(buttonNamed(preset.name)->isChecked()) << preset.name.toStdString();
+}
+
+TEST_F(SettingsWindowTest, AccentSwatchesWorkFromTheKeyboard)
+{
+    window.tabs()->setCurrentIndex(1);
+    window.show();
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    window.findChild<QRadioButton*>("system")->setFocus();
+    // Tab leaves the radio group and walks the swatches in order.
+    QStringList visited;
+    for (int i = 0; i < 4; ++i) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        visited << QApplication::focusWidget()->accessibleName();
+    }
+    const QList<Theme::Preset>& presets = Theme::presets();
+    EXPECT_EQ(visited,
+              QStringList({presets[0].name, presets[1].name, presets[2].name, presets[3].name}));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
+    EXPECT_EQ(Theme::shared().accentHex(), presets[3].hex);
+    Theme::shared().setAccentHex(std::nullopt);
+}
+
+TEST_F(SettingsWindowTest, OneSharedWindowThatEscapeCloses)
+{
+    EXPECT_EQ(window.windowTitle(), QStringLiteral("設定"));
+    QStringList titles;
+    for (int i = 0; i < window.tabs()->count(); ++i)
+        titles << window.tabs()->tabText(i);
+    EXPECT_EQ(titles, QStringList({QStringLiteral("一般"), QStringLiteral("外観"),
+                                   QStringLiteral("ショートカット")}));
+
+    SettingsWindow::showShared();
+    SettingsWindow* shared = SettingsWindow::sharedIfOpen();
+    ASSERT_TRUE(shared);
+    SettingsWindow::showShared();
+    EXPECT_EQ(SettingsWindow::sharedIfOpen(), shared);
+    EXPECT_TRUE(shared->isVisible());
+
+    auto* box = shared->findChild<QCheckBox*>("showHiddenFiles");
+    box->setFocus();
+    QTest::keyClick(box, Qt::Key_Escape);
+    EXPECT_FALSE(shared->isVisible());
+    SettingsWindow::showShared(); // the same window comes back
+    EXPECT_EQ(SettingsWindow::sharedIfOpen(), shared);
+    EXPECT_TRUE(shared->isVisible());
+    shared->close();
+}
+
+} // namespace
