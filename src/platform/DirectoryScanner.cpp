@@ -1,5 +1,6 @@
 #include "platform/DirectoryScanner.h"
 
+#include "platform/DirectoryEntries.h"
 #include "platform/FileDescriptor.h"
 
 #include <algorithm>
@@ -25,15 +26,6 @@ bool ScannedItem::isDirectory() const
 }
 
 namespace {
-
-// The kernel's record; glibc 2.36 has no wrapper for getdents64.
-struct LinuxDirent64 {
-    ino64_t d_ino;
-    off64_t d_off;
-    unsigned short d_reclen;
-    unsigned char d_type;
-    char d_name[];
-};
 
 // Big enough that a 100,000-entry folder takes a few dozen system calls.
 constexpr size_t kBufferSize = 256 * 1024;
@@ -97,11 +89,6 @@ void statAll(int dirfd, std::vector<ScannedItem>& items)
         worker.join();
 }
 
-bool isDotOrDotDot(const char* name)
-{
-    return name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0));
-}
-
 } // namespace
 
 namespace DirectoryScanner {
@@ -114,24 +101,11 @@ Result<std::vector<ScannedItem>> scan(const fs::path& folder)
 
     std::unique_ptr<char[]> buffer(new char[kBufferSize]);
     std::vector<ScannedItem> items;
-    for (;;) {
-        const long n = ::syscall(SYS_getdents64, dir.get(), buffer.get(), kBufferSize);
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            return std::unexpected(Error::fromErrno(errno, folder));
-        }
-        if (n == 0)
-            break;
-        for (long offset = 0; offset < n;) {
-            const auto* d = reinterpret_cast<const LinuxDirent64*>(buffer.get() + offset);
-            offset += d->d_reclen;
-            if (isDotOrDotDot(d->d_name))
-                continue;
-            ScannedItem& item = items.emplace_back();
-            item.name.assign(d->d_name);
-        }
-    }
+    const int error = DirectoryEntries::forEach(
+        dir.get(), buffer.get(), kBufferSize,
+        [&](const char* name, unsigned char) { items.emplace_back().name.assign(name); });
+    if (error != 0)
+        return std::unexpected(Error::fromErrno(error, folder));
     statAll(dir.get(), items);
     return items;
 }

@@ -1,5 +1,7 @@
 #include "platform/Inotify.h"
 
+#include "platform/DirectoryEntries.h"
+
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
@@ -21,15 +23,6 @@ constexpr uint32_t kSelfEvents = IN_DELETE_SELF | IN_MOVE_SELF;
 // Room for a few hundred events per read; a folder of new files fills it quickly.
 constexpr size_t kReadBufferSize = 64 * 1024;
 constexpr size_t kMaxBytesPerCall = 4 * 1024 * 1024;
-
-// The kernel's record; glibc 2.36 has no wrapper for getdents64.
-struct LinuxDirent64 {
-    ino64_t d_ino;
-    off64_t d_off;
-    unsigned short d_reclen;
-    unsigned char d_type;
-    char d_name[];
-};
 
 constexpr size_t kDirentBufferSize = 32 * 1024;
 
@@ -72,17 +65,12 @@ void decode(const char* buffer, size_t length, std::vector<Inotify::Event>& even
     }
 }
 
-bool isDotOrDotDot(const char* name)
+bool isSubfolder(int dirfd, const char* name, unsigned char type)
 {
-    return name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0));
-}
-
-bool isSubfolder(int dirfd, const LinuxDirent64& entry)
-{
-    if (entry.d_type != DT_UNKNOWN)
-        return entry.d_type == DT_DIR;
+    if (type != DT_UNKNOWN)
+        return type == DT_DIR;
     struct stat st;
-    return ::fstatat(dirfd, entry.d_name, &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(st.st_mode);
+    return ::fstatat(dirfd, name, &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(st.st_mode);
 }
 
 } // namespace
@@ -148,20 +136,12 @@ Result<std::vector<std::string>> Inotify::subfolderNames(const fs::path& folder,
 
     std::unique_ptr<char[]> buffer(new char[kDirentBufferSize]);
     std::vector<std::string> names;
-    for (;;) {
-        const long n = ::syscall(SYS_getdents64, dir.get(), buffer.get(), kDirentBufferSize);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return std::unexpected(Error::fromErrno(errno, folder));
-        if (n == 0)
-            break;
-        for (long offset = 0; offset < n;) {
-            const auto* entry = reinterpret_cast<const LinuxDirent64*>(buffer.get() + offset);
-            offset += entry->d_reclen;
-            if (!isDotOrDotDot(entry->d_name) && isSubfolder(dir.get(), *entry))
-                names.emplace_back(entry->d_name);
-        }
-    }
+    const int error = DirectoryEntries::forEach(dir.get(), buffer.get(), kDirentBufferSize,
+                                                [&](const char* name, unsigned char type) {
+                                                    if (isSubfolder(dir.get(), name, type))
+                                                        names.emplace_back(name);
+                                                });
+    if (error != 0)
+        return std::unexpected(Error::fromErrno(error, folder));
     return names;
 }

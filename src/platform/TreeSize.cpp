@@ -1,5 +1,6 @@
 #include "platform/TreeSize.h"
 
+#include "platform/DirectoryEntries.h"
 #include "platform/FileDescriptor.h"
 
 #include <QtGlobal>
@@ -23,15 +24,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-// The kernel's record; glibc 2.36 has no wrapper for getdents64.
-struct LinuxDirent64 {
-    ino64_t d_ino;
-    off64_t d_off;
-    unsigned short d_reclen;
-    unsigned char d_type;
-    char d_name[];
-};
 
 // A few hundred names per system call; one buffer per thread.
 constexpr size_t kBufferSize = 32 * 1024;
@@ -95,11 +87,6 @@ int openFolder(int root, const std::string& relative)
         start = cut + 1;
     }
     return openFolderAt(base, relative.c_str() + start);
-}
-
-bool isDotOrDotDot(const char* name)
-{
-    return name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0));
 }
 
 std::string childPath(const std::string& relative, const char* name)
@@ -218,37 +205,28 @@ int64_t Walk::readFolder(const std::string& relative, Reader& reader) const
 int64_t Walk::readEntries(int fd, const std::string& relative, Reader& reader)
 {
     int64_t total = 0;
-    for (;;) {
-        const long n = ::syscall(SYS_getdents64, fd, reader.buffer.get(), kBufferSize);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0) {
-            reader.found.clear();
-            return 0;
-        }
-        if (n == 0)
-            return total;
-        for (long offset = 0; offset < n;) {
-            const auto* d = reinterpret_cast<const LinuxDirent64*>(reader.buffer.get() + offset);
-            offset += d->d_reclen;
-            if (isDotOrDotDot(d->d_name))
-                continue;
+    const int error = DirectoryEntries::forEach(
+        fd, reader.buffer.get(), kBufferSize, [&](const char* name, unsigned char type) {
             // A folder needs no stat of its own; links, devices and pipes count nothing.
-            if (d->d_type == DT_DIR) {
-                reader.found.push_back(childPath(relative, d->d_name));
-                continue;
+            if (type == DT_DIR) {
+                reader.found.push_back(childPath(relative, name));
+                return;
             }
-            if (d->d_type != DT_REG && d->d_type != DT_UNKNOWN)
-                continue;
+            if (type != DT_REG && type != DT_UNKNOWN)
+                return;
             struct stat st;
-            if (::fstatat(fd, d->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0)
-                continue;
+            if (::fstatat(fd, name, &st, AT_SYMLINK_NOFOLLOW) != 0)
+                return;
             if (S_ISREG(st.st_mode))
                 add(total, st.st_size);
             else if (S_ISDIR(st.st_mode))
-                reader.found.push_back(childPath(relative, d->d_name));
-        }
+                reader.found.push_back(childPath(relative, name));
+        });
+    if (error != 0) {
+        reader.found.clear();
+        return 0;
     }
+    return total;
 }
 
 } // namespace
