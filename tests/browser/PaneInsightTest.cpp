@@ -3,7 +3,6 @@
 #include "support/ToolRun.h"
 
 #include <QLocale>
-#include <QProcess>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -31,15 +30,6 @@ QString sizeText(const PaneView& pane, const fs::path& path)
 QString shownSize(int64_t bytes)
 {
     return QLocale().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
-}
-
-bool git(const fs::path& folder, const QStringList& arguments)
-{
-    QProcess process;
-    process.setWorkingDirectory(QString::fromStdString(folder.string()));
-    process.start(QStringLiteral("git"),
-                  QStringList{"-c", "user.name=t", "-c", "user.email=t@e"} + arguments);
-    return process.waitForFinished(10000) && process.exitCode() == 0;
 }
 
 } // namespace
@@ -106,14 +96,14 @@ TEST_F(PaneTest, FolderSizesArriveAndFollowChangesBelow)
 TEST_F(PaneTest, GitWorkingTreeShowsStatesAndBranch)
 {
     const fs::path repo = dir.folder("repo");
-    ASSERT_TRUE(git(repo, {"init", "-q", "-b", "trunk"}));
+    ASSERT_EQ(runGit(repo, {"init", "-q", "-b", "trunk"}), 0);
     dir.file("repo/tracked.txt", "1");
-    ASSERT_TRUE(git(repo, {"add", "tracked.txt"}));
-    ASSERT_TRUE(git(repo, {"commit", "-q", "-m", "first"}));
+    ASSERT_EQ(runGit(repo, {"add", "tracked.txt"}), 0);
+    ASSERT_EQ(runGit(repo, {"commit", "-q", "-m", "first"}), 0);
     writeFile(repo / "tracked.txt", "2");
     dir.file("repo/fresh.txt");
     dir.file("repo/src/changed.txt", "a");
-    ASSERT_TRUE(git(repo, {"add", "src/changed.txt"}));
+    ASSERT_EQ(runGit(repo, {"add", "src/changed.txt"}), 0);
 
     auto pane = openPane(repo);
     ASSERT_TRUE(QTest::qWaitFor([&] { return pane->state().gitBranch().has_value(); }, kTimeoutMs));

@@ -13,18 +13,6 @@ using Statuses = std::map<std::string, GitFileStatus>;
 
 namespace {
 
-// git in `folder` with no user or system configuration but a committer name.
-int git(const fs::path& folder, const QStringList& arguments)
-{
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("GIT_CONFIG_NOSYSTEM", "1");
-    environment.insert("GIT_CONFIG_GLOBAL", "/dev/null");
-    const QStringList common = {"-C", QString::fromStdString(folder.native()),
-                                "-c", "user.name=Quillo Test",
-                                "-c", "user.email=test@example.invalid"};
-    return runProgram("git", common + arguments, environment).status;
-}
-
 Statuses sorted(const std::optional<GitSnapshot>& snapshot)
 {
     return snapshot ? Statuses(snapshot->statuses.begin(), snapshot->statuses.end()) : Statuses();
@@ -32,11 +20,11 @@ Statuses sorted(const std::optional<GitSnapshot>& snapshot)
 
 class GitRepositoryTest : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_EQ(git(repo, {"init", "-q", "-b", "main"}), 0); }
+    void SetUp() override { ASSERT_EQ(runGit(repo, {"init", "-q", "-b", "main"}), 0); }
     void commitAll()
     {
-        ASSERT_EQ(git(repo, {"add", "-A"}), 0);
-        ASSERT_EQ(git(repo, {"commit", "-q", "-m", "c"}), 0);
+        ASSERT_EQ(runGit(repo, {"add", "-A"}), 0);
+        ASSERT_EQ(runGit(repo, {"commit", "-q", "-m", "c"}), 0);
     }
 
     TempDir scratch;
@@ -77,9 +65,9 @@ TEST_F(GitRepositoryTest, SnapshotOfAWorkingTree)
     commitAll();
     scratch.file("repo/change.txt", "2\n");
     fs::remove(repo / "gone.txt");
-    ASSERT_EQ(git(repo, {"mv", "old/name.txt", "new.txt"}), 0);
+    ASSERT_EQ(runGit(repo, {"mv", "old/name.txt", "new.txt"}), 0);
     scratch.file("repo/staged.txt");
-    ASSERT_EQ(git(repo, {"add", "staged.txt"}), 0);
+    ASSERT_EQ(runGit(repo, {"add", "staged.txt"}), 0);
     scratch.file("repo/fresh/a/b.txt");
     scratch.file("repo/build/out.o");
     scratch.file("repo/caf\xe9 \\ \n.txt");
@@ -102,13 +90,13 @@ TEST_F(GitRepositoryTest, MergeConflict)
 {
     scratch.file("repo/both.txt", "base\n");
     commitAll();
-    ASSERT_EQ(git(repo, {"checkout", "-q", "-b", "side"}), 0);
+    ASSERT_EQ(runGit(repo, {"checkout", "-q", "-b", "side"}), 0);
     scratch.file("repo/both.txt", "side\n");
     commitAll();
-    ASSERT_EQ(git(repo, {"checkout", "-q", "main"}), 0);
+    ASSERT_EQ(runGit(repo, {"checkout", "-q", "main"}), 0);
     scratch.file("repo/both.txt", "main\n");
     commitAll();
-    ASSERT_EQ(git(repo, {"merge", "-q", "side"}), 1);
+    ASSERT_EQ(runGit(repo, {"merge", "-q", "side"}), 1);
     EXPECT_EQ(sorted(GitRepository::snapshot(repo)), (Statuses{{"both.txt", S::conflicted}}));
 }
 
@@ -131,10 +119,10 @@ TEST_F(GitRepositoryTest, RepositoryConfigCannotRunAProgram)
     const fs::path marker = scratch / "marker";
     const fs::path hook = scratch.file("hook.sh", "#!/bin/sh\ntouch '" + marker.native() + "'\n");
     ASSERT_EQ(::chmod(hook.c_str(), 0755), 0);
-    ASSERT_EQ(git(repo, {"config", "core.fsmonitor", QString::fromStdString(hook.native())}), 0);
+    ASSERT_EQ(runGit(repo, {"config", "core.fsmonitor", QString::fromStdString(hook.native())}), 0);
     scratch.file("repo/a.txt");
     // Plain git runs the hook, so the check below can tell the difference.
-    ASSERT_EQ(git(repo, {"status", "--porcelain"}), 0);
+    ASSERT_EQ(runGit(repo, {"status", "--porcelain"}), 0);
     ASSERT_TRUE(fs::remove(marker));
 
     EXPECT_EQ(sorted(GitRepository::snapshot(repo)), (Statuses{{"a.txt", S::untracked}}));

@@ -21,3 +21,14 @@ std::string quilloTool()
     const char* path = std::getenv("QUILLO_TOOL");
     return path ? path : "quillo-tool";
 }
+
+int runGit(const std::filesystem::path& folder, const QStringList& arguments)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("GIT_CONFIG_NOSYSTEM", "1");
+    environment.insert("GIT_CONFIG_GLOBAL", "/dev/null");
+    const QStringList common = {"-C", QString::fromStdString(folder.native()),
+                                "-c", "user.name=Quillo Test",
+                                "-c", "user.email=test@example.invalid"};
+    return runProgram("git", common + arguments, environment).status;
+}

@@ -2,6 +2,7 @@
 
 #include <QProcessEnvironment>
 #include <QStringList>
+#include <filesystem>
 #include <string>
 
 // A finished child process: its exit status (-1 when it did not exit normally)
@@ -18,3 +19,7 @@ runProgram(const QString& program, const QStringList& arguments,
 
 // The quillo-tool under test ($QUILLO_TOOL, set by CTest).
 std::string quilloTool();
+
+// git in `folder` with no user or system configuration but a committer name;
+// its exit status.
+int runGit(const std::filesystem::path& folder, const QStringList& arguments);

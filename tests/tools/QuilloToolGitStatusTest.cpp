@@ -7,17 +7,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-int git(const fs::path& folder, const QStringList& arguments)
-{
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("GIT_CONFIG_NOSYSTEM", "1");
-    environment.insert("GIT_CONFIG_GLOBAL", "/dev/null");
-    const QStringList common = {"-C", QString::fromStdString(folder.native()),
-                                "-c", "user.name=Quillo Test",
-                                "-c", "user.email=test@example.invalid"};
-    return runProgram("git", common + arguments, environment).status;
-}
-
 ToolRun gitStatus(const fs::path& folder)
 {
     return runProgram(QString::fromStdString(quilloTool()),
@@ -30,11 +19,11 @@ TEST(QuilloToolGitStatusTest, PrintsBranchThenSortedEntries)
 {
     TempDir scratch;
     const fs::path repo = scratch.folder("repo");
-    ASSERT_EQ(git(repo, {"init", "-q", "-b", "trunk"}), 0);
+    ASSERT_EQ(runGit(repo, {"init", "-q", "-b", "trunk"}), 0);
     scratch.file("repo/z.txt", "1\n");
     scratch.file("repo/a/b.txt", "1\n");
-    ASSERT_EQ(git(repo, {"add", "-A"}), 0);
-    ASSERT_EQ(git(repo, {"commit", "-q", "-m", "first"}), 0);
+    ASSERT_EQ(runGit(repo, {"add", "-A"}), 0);
+    ASSERT_EQ(runGit(repo, {"commit", "-q", "-m", "first"}), 0);
     scratch.file("repo/z.txt", "2\n");
     scratch.file("repo/a/b.txt", "2\n");
     scratch.file("repo/B new");
