@@ -11,6 +11,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// The preferences as read from a settings file holding `ini` under [General].
+const Preferences& preferencesFrom(const ScratchSettings& settings, const std::string& ini)
+{
+    fs::create_directories(settings.file("Quillo").parent_path());
+    std::ofstream(settings.file("Quillo")) << "[General]\n" << ini;
+    AppDefaults::resetForTesting();
+    return Preferences::shared();
+}
+
 TEST(PreferencesTest, WritesOnlyTheSuiteNamedInTheEnvironment)
 {
     struct Case {
@@ -61,10 +70,7 @@ TEST(PreferencesTest, ReadsStoredValuesAndFallsBackForMissingOrWrongTypes)
     const ScratchSettings settings;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        fs::create_directories(settings.file("Quillo").parent_path());
-        std::ofstream(settings.file("Quillo")) << "[General]\n" << c.ini;
-        AppDefaults::resetForTesting();
-        const Preferences& prefs = Preferences::shared();
+        const Preferences& prefs = preferencesFrom(settings, c.ini);
         EXPECT_EQ(prefs.showHiddenFiles(), c.hidden);
         EXPECT_EQ(prefs.calculateFolderSizes(), c.sizes);
         EXPECT_EQ(prefs.colorFoldersByTag(), c.colors);
@@ -104,10 +110,7 @@ TEST(PreferencesTest, PreviewAndUpdateKeysFallBackForGarbage)
     const ScratchSettings settings;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        fs::create_directories(settings.file("Quillo").parent_path());
-        std::ofstream(settings.file("Quillo")) << "[General]\n" << c.ini;
-        AppDefaults::resetForTesting();
-        const Preferences& prefs = Preferences::shared();
+        const Preferences& prefs = preferencesFrom(settings, c.ini);
         EXPECT_EQ(prefs.checkForUpdates(), c.updates);
         EXPECT_EQ(prefs.markdownPreview(), c.preview);
         EXPECT_DOUBLE_EQ(prefs.previewZoom(), c.zoom);
