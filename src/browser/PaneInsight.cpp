@@ -78,6 +78,13 @@ void PaneInsight::stop()
     m_sizeBatch.stop();
     m_gitPause.stop();
     m_gitAgain = false;
+    forgetGit();
+}
+
+void PaneInsight::forgetGit()
+{
+    m_state.setGitBranch(std::nullopt);
+    m_state.setGitChangeCount(0);
     m_model.setGitSnapshot(nullptr);
 }
 
@@ -216,13 +223,11 @@ void PaneInsight::gitArrived(uint64_t generation, std::optional<GitSnapshot> sna
         return;
     }
     m_gitPause.start();
-    if (snapshot) {
-        m_state.setGitBranch(snapshot->branch);
-        m_state.setGitChangeCount(snapshot->changeCount());
-        m_model.setGitSnapshot(std::make_shared<const GitSnapshot>(std::move(*snapshot)));
-    } else {
-        m_state.setGitBranch(std::nullopt);
-        m_state.setGitChangeCount(0);
-        m_model.setGitSnapshot(nullptr);
+    if (!snapshot) {
+        forgetGit();
+        return;
     }
+    m_state.setGitBranch(snapshot->branch);
+    m_state.setGitChangeCount(snapshot->changeCount());
+    m_model.setGitSnapshot(std::make_shared<const GitSnapshot>(std::move(*snapshot)));
 }

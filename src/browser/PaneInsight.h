@@ -50,6 +50,8 @@ private:
     touchedFolders(const std::vector<std::filesystem::path>& paths) const;
     void sizeArrived(const std::filesystem::path& folder, int64_t size);
     void applySizes();
+    // No Git state: outside a working tree, or nothing known yet.
+    void forgetGit();
     void gitArrived(uint64_t generation, std::optional<GitSnapshot> snapshot);
 
     PaneState& m_state;

@@ -159,8 +159,6 @@ void PaneView::navigate(const Location& target, const std::optional<fs::path>& s
     m_state->setError(std::nullopt);
     m_stack->setCurrentWidget(m_list);
     m_pathBar->setLocation(target);
-    m_state->setGitBranch(std::nullopt);
-    m_state->setGitChangeCount(0);
     if (target.isFolder()) {
         m_insight->start(target.path());
         startReading(m_model->root());
