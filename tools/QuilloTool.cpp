@@ -1,6 +1,7 @@
 // quillo-tool: the engines on the command line, for scripts and benchmarks.
 #include "GitStatusCommand.h"
 #include "ListCommand.h"
+#include "TagsCommand.h"
 #include "TransferCommands.h"
 #include "TrashCommand.h"
 #include "WatchCommand.h"
@@ -34,9 +35,12 @@ int main(int argc, char** argv)
         return runGitStatusCommand(rest);
     if (command == "watch")
         return runWatchCommand(rest);
+    if (command == "tags")
+        return runTagsCommand(rest);
     printUsage();
     printTransferUsage();
     std::fputs("       quillo-tool git-status DIR\n", stderr);
     std::fputs("       quillo-tool watch DIR [--seconds N]\n", stderr);
+    std::fputs("       quillo-tool tags PATH...\n", stderr);
     return 2;
 }

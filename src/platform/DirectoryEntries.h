@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -21,10 +22,11 @@ inline bool isDotOrDotDot(const char* name)
     return name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0));
 }
 
-// Reads the whole open folder `fd` through `buffer`, calling visit(name, d_type)
-// for every entry but "." and "..". Returns 0, or the errno that stopped it.
+// Reads the whole open folder `fd` through `buffer`, calling
+// visit(name, d_type, d_ino) for every entry but "." and "..". Returns 0, or the
+// errno that stopped it.
 template <typename Visit>
-int forEach(int fd, char* buffer, size_t size, Visit&& visit)
+int forEachWithInode(int fd, char* buffer, size_t size, Visit&& visit)
 {
     for (;;) {
         const long n = ::syscall(SYS_getdents64, fd, buffer, size);
@@ -38,9 +40,18 @@ int forEach(int fd, char* buffer, size_t size, Visit&& visit)
             const auto* d = reinterpret_cast<const LinuxDirent64*>(buffer + offset);
             offset += d->d_reclen;
             if (!isDotOrDotDot(d->d_name))
-                visit(static_cast<const char*>(d->d_name), d->d_type);
+                visit(static_cast<const char*>(d->d_name), d->d_type, uint64_t(d->d_ino));
         }
     }
+}
+
+// As forEachWithInode, calling visit(name, d_type).
+template <typename Visit>
+int forEach(int fd, char* buffer, size_t size, Visit&& visit)
+{
+    return forEachWithInode(fd, buffer, size, [&](const char* name, unsigned char type, uint64_t) {
+        visit(name, type);
+    });
 }
 
 } // namespace DirectoryEntries

@@ -1,0 +1,84 @@
+#include "platform/AtomicFile.h"
+
+#include "platform/FileDescriptor.h"
+
+#include <cstdio>
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+int writeAll(int fd, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t n = ::write(fd, bytes.data(), bytes.size());
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return errno;
+        bytes.remove_prefix(size_t(n));
+    }
+    return 0;
+}
+
+int syncFolder(const fs::path& folder)
+{
+    FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (fd.get() < 0)
+        return errno;
+    return ::fsync(fd.get()) == 0 ? 0 : errno;
+}
+
+// The temporary file's contents, synced and closed; 0 or an errno.
+int fillTemporary(int fd, std::string_view bytes)
+{
+    if (const int error = writeAll(fd, bytes))
+        return error;
+    if (::fchmod(fd, 0644) != 0)
+        return errno;
+    return ::fsync(fd) == 0 ? 0 : errno;
+}
+
+} // namespace
+
+namespace AtomicFile {
+
+Result<void> write(const fs::path& file, std::string_view bytes)
+{
+    const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
+    std::error_code ec;
+    fs::create_directories(folder, ec);
+    if (ec)
+        return std::unexpected(Error::fromErrno(ec.value(), folder));
+    std::string temporary = (folder / ("." + file.filename().native() + ".XXXXXX")).native();
+    FileDescriptor fd(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (fd.get() < 0)
+        return std::unexpected(Error::fromErrno(errno, file));
+    int error = fillTemporary(fd.get(), bytes);
+    if (fd.close() != 0 && error == 0)
+        error = errno;
+    if (error == 0 && ::rename(temporary.c_str(), file.c_str()) != 0)
+        error = errno;
+    if (error != 0) {
+        ::unlink(temporary.c_str());
+        return std::unexpected(Error::fromErrno(error, file));
+    }
+    if (const int synced = syncFolder(folder))
+        return std::unexpected(Error::fromErrno(synced, folder));
+    return {};
+}
+
+Result<fs::path> setAside(const fs::path& file, std::string_view suffix)
+{
+    fs::path target = file;
+    target += std::string(suffix);
+    if (::renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) != 0)
+        return std::unexpected(Error::fromErrno(errno, file));
+    return target;
+}
+
+} // namespace AtomicFile

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "core/Error.h"
+
+#include <filesystem>
+#include <string_view>
+
+// Our own files (tags, settings data) are replaced whole: a crash leaves the old
+// or the new contents, never a torn or empty file.
+namespace AtomicFile {
+
+// Creates the parent folders, writes a temporary file beside `file`, syncs it,
+// renames it over `file` and syncs the folder.
+Result<void> write(const std::filesystem::path& file, std::string_view bytes);
+
+// Renames `file` to `file` + `suffix` (never over an existing item), so that an
+// unreadable file is kept before a new one takes its name. Returns the new path.
+Result<std::filesystem::path> setAside(const std::filesystem::path& file, std::string_view suffix);
+
+} // namespace AtomicFile
