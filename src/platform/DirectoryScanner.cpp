@@ -132,10 +132,14 @@ std::optional<std::string> readSmallFile(const fs::path& path, size_t maxBytes)
     struct stat st;
     if (fd.get() < 0 || ::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode))
         return std::nullopt;
-    std::string out(maxBytes, '\0');
+    // Sized from the file (plus one byte to see the end), not from the limit: a
+    // generous limit must not cost its size in memory.
+    std::string out(std::min(maxBytes, size_t(std::max<off_t>(st.st_size, 0)) + 1), '\0');
     size_t filled = 0;
     while (filled < maxBytes) {
-        const ssize_t n = ::read(fd.get(), out.data() + filled, maxBytes - filled);
+        if (filled == out.size())
+            out.resize(std::min(maxBytes, out.size() * 2));
+        const ssize_t n = ::read(fd.get(), out.data() + filled, out.size() - filled);
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0)

@@ -56,23 +56,28 @@ std::optional<FileBookmark> FileBookmark::make(const fs::path& path)
     return FileBookmark{uint64_t(st.st_dev), uint64_t(st.st_ino), path};
 }
 
-QByteArray FileBookmark::encoded() const
+QByteArray FileBookmark::encoded(const fs::path& impliedPath) const
 {
     QByteArray out(kMagic, sizeof(kMagic));
     appendNumber(out, device);
     appendNumber(out, inode);
-    out.append(path.native().data(), qsizetype(path.native().size()));
+    if (path != impliedPath)
+        out.append(path.native().data(), qsizetype(path.native().size()));
     return out;
 }
 
-std::optional<FileBookmark> FileBookmark::decode(const QByteArray& bytes)
+std::optional<FileBookmark> FileBookmark::decode(const QByteArray& bytes,
+                                                 const fs::path& impliedPath)
 {
-    if (size_t(bytes.size()) <= kHeader || std::memcmp(bytes.data(), kMagic, sizeof(kMagic)) != 0)
+    if (size_t(bytes.size()) < kHeader || std::memcmp(bytes.data(), kMagic, sizeof(kMagic)) != 0)
         return std::nullopt;
     FileBookmark bookmark;
     bookmark.device = readNumber(bytes.data() + sizeof(kMagic));
     bookmark.inode = readNumber(bytes.data() + sizeof(kMagic) + 8);
-    bookmark.path = std::string(bytes.data() + kHeader, size_t(bytes.size()) - kHeader);
+    bookmark.path =
+        size_t(bytes.size()) == kHeader
+            ? impliedPath
+            : fs::path(std::string(bytes.data() + kHeader, size_t(bytes.size()) - kHeader));
     if (!bookmark.path.is_absolute())
         return std::nullopt;
     return bookmark;

@@ -16,8 +16,11 @@ struct FileBookmark {
     // lstat of the path; nullopt when it cannot be stat'ed.
     static std::optional<FileBookmark> make(const std::filesystem::path& path);
 
-    QByteArray encoded() const;
-    static std::optional<FileBookmark> decode(const QByteArray& bytes);
+    // The path is left out when it equals `impliedPath` (the path it is kept
+    // beside), which keeps a large library small.
+    QByteArray encoded(const std::filesystem::path& impliedPath = {}) const;
+    static std::optional<FileBookmark> decode(const QByteArray& bytes,
+                                              const std::filesystem::path& impliedPath = {});
 
     // Where the item is now: its old path when that is still the same item, else
     // the entry with its inode in the old folder, then in each of `moreFolders`.

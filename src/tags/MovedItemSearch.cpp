@@ -1,5 +1,6 @@
 #include "tags/MovedItemSearch.h"
 
+#include "core/PathText.h"
 #include "platform/DirectoryScanner.h"
 #include "platform/FileBookmark.h"
 
@@ -40,7 +41,7 @@ std::vector<Found> search(std::vector<Record> records, const std::vector<fs::pat
 {
     std::vector<std::pair<Record, FileBookmark>> decoded;
     for (Record& record : records) {
-        if (auto bookmark = FileBookmark::decode(record.bookmark))
+        if (auto bookmark = FileBookmark::decode(record.bookmark, PathText::fromText(record.key)))
             decoded.emplace_back(std::move(record), std::move(*bookmark));
     }
     // Parents before their contents, so a moved folder takes its items along.

@@ -1,6 +1,7 @@
 #include "tags/TagLibraryFile.h"
 
 #include "platform/DirectoryScanner.h"
+#include "tags/TagLibraryParser.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -14,41 +15,6 @@ namespace {
 // Tags files are small; anything far larger is not ours.
 constexpr size_t kMaxFileBytes = size_t(512) << 20;
 
-std::optional<Tag> decodeTag(const QJsonValue& value)
-{
-    const QJsonObject object = value.toObject();
-    const QUuid id = QUuid::fromString(object.value(QLatin1String("id")).toString());
-    const QString name = TagNames::normalized(object.value(QLatin1String("name")).toString());
-    const auto color = TagNames::colorText(object.value(QLatin1String("color")).toString());
-    if (id.isNull() || name.isEmpty())
-        return std::nullopt;
-    return Tag{id, name, color.value_or(QStringLiteral("#8E8E93"))};
-}
-
-std::optional<TaggedItem> decodeItem(const QJsonValue& value)
-{
-    const QJsonObject object = value.toObject();
-    const QString path = object.value(QLatin1String("path")).toString();
-    if (path.isEmpty())
-        return std::nullopt;
-    TaggedItem item;
-    item.path = path.normalized(QString::NormalizationForm_C);
-    for (const QJsonValue& id : object.value(QLatin1String("tagIDs")).toArray()) {
-        const QUuid uuid = QUuid::fromString(id.toString());
-        if (uuid.isNull())
-            return std::nullopt;
-        item.tagIDs.insert(uuid);
-    }
-    const QJsonValue bookmark = object.value(QLatin1String("bookmark"));
-    if (bookmark.isString()) {
-        const auto bytes = QByteArray::fromBase64Encoding(bookmark.toString().toLatin1(),
-                                                          QByteArray::AbortOnBase64DecodingErrors);
-        if (bytes)
-            item.bookmark = *bytes;
-    }
-    return item;
-}
-
 QString uuidText(const QUuid& id)
 {
     return id.toString(QUuid::WithoutBraces).toUpper();
@@ -58,45 +24,34 @@ QString uuidText(const QUuid& id)
 
 namespace TagLibraryFile {
 
-Reading decode(const QByteArray& json)
+Reading decode(QByteArrayView json)
 {
-    Reading reading;
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject()) {
-        reading.status = ReadStatus::unusable;
-        reading.problem = error.error != QJsonParseError::NoError ? error.errorString()
-                                                                  : QStringLiteral("not an object");
-        return reading;
+    return TagLibraryParser::parse(json);
+}
+
+std::optional<Tag> tagFromFields(const QString& id, const QString& name, const QString& color)
+{
+    const QUuid uuid = QUuid::fromString(id);
+    const QString normalized = TagNames::normalized(name);
+    if (uuid.isNull() || normalized.isEmpty())
+        return std::nullopt;
+    return Tag{uuid, normalized, TagNames::colorText(color).value_or(QStringLiteral("#8E8E93"))};
+}
+
+std::optional<TaggedItem> itemFromFields(const QString& path, const QSet<QUuid>& ids,
+                                         const QString* bookmark)
+{
+    if (path.isEmpty())
+        return std::nullopt;
+    TaggedItem item{path.normalized(QString::NormalizationForm_C), std::nullopt, ids};
+    if (bookmark) {
+        auto bytes = QByteArray::fromBase64Encoding(bookmark->toLatin1(),
+                                                    QByteArray::AbortOnBase64DecodingErrors);
+        if (!bytes)
+            return std::nullopt;
+        item.bookmark = std::move(*bytes);
     }
-    const QJsonObject root = document.object();
-    const QJsonValue tags = root.value(QLatin1String("tags"));
-    const QJsonValue items = root.value(QLatin1String("items"));
-    if (!tags.isArray() || !items.isArray()) {
-        reading.status = ReadStatus::unusable;
-        reading.problem = QStringLiteral("tags or items missing");
-        return reading;
-    }
-    reading.status = ReadStatus::ok;
-    for (const QJsonValue& value : tags.toArray()) {
-        if (auto tag = decodeTag(value))
-            reading.library.tags.append(*tag);
-        else
-            reading.status = ReadStatus::damaged;
-    }
-    const QJsonArray itemArray = items.toArray();
-    reading.library.items.reserve(itemArray.size());
-    for (const QJsonValue& value : itemArray) {
-        if (auto item = decodeItem(value)) {
-            if (!item->tagIDs.isEmpty())
-                reading.library.items.insert(item->path, *item);
-        } else
-            reading.status = ReadStatus::damaged;
-    }
-    reading.library.manualOrder = root.value(QLatin1String("manualOrder")).toBool(false);
-    if (reading.status == ReadStatus::damaged)
-        reading.problem = QStringLiteral("some records could not be read");
-    return reading;
+    return item;
 }
 
 Reading read(const fs::path& file)
@@ -110,7 +65,7 @@ Reading read(const fs::path& file)
         reading.problem = QStringLiteral("cannot be read");
         return reading;
     }
-    return decode(QByteArray::fromRawData(bytes->data(), qsizetype(bytes->size())));
+    return decode(QByteArrayView(bytes->data(), qsizetype(bytes->size())));
 }
 
 bool codePointLess(const QString& a, const QString& b)

@@ -207,7 +207,8 @@ std::vector<fs::path> TagStore::urls(const QUuid& taggedWith, bool includingDesc
         // bookmark remembers them.
         fs::path path = PathText::fromText(item.path);
         if (item.bookmark) {
-            if (const auto bookmark = FileBookmark::decode(*item.bookmark);
+            if (const auto bookmark =
+                    FileBookmark::decode(*item.bookmark, PathText::fromText(item.path));
                 bookmark && key(bookmark->path) == item.path)
                 path = bookmark->path;
         }
@@ -438,7 +439,7 @@ void TagStore::refreshBookmarks(std::vector<std::pair<QString, Path>> items)
         std::vector<std::pair<QString, QByteArray>> made;
         for (const auto& [k, path] : items) {
             if (const auto bookmark = FileBookmark::make(path))
-                made.emplace_back(k, bookmark->encoded());
+                made.emplace_back(k, bookmark->encoded(PathText::fromText(k)));
         }
         return made;
     }).then(this, [this](const std::vector<std::pair<QString, QByteArray>>& made) {
