@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tags/TagIDSet.h"
+
 #include <QByteArray>
 #include <QSet>
 #include <QString>
@@ -27,7 +29,7 @@ struct Tag {
 struct TaggedItem {
     QString path;
     std::optional<QByteArray> bookmark; // to find the item again after it moved
-    QSet<QUuid> tagIDs;
+    TagIDSet tagIDs;
 
     bool operator==(const TaggedItem&) const = default;
 };

@@ -38,7 +38,7 @@ std::optional<Tag> tagFromFields(const QString& id, const QString& name, const Q
     return Tag{uuid, normalized, TagNames::colorText(color).value_or(QStringLiteral("#8E8E93"))};
 }
 
-std::optional<TaggedItem> itemFromFields(const QString& path, const QSet<QUuid>& ids,
+std::optional<TaggedItem> itemFromFields(const QString& path, const TagIDSet& ids,
                                          const QString* bookmark)
 {
     if (path.isEmpty())

@@ -39,7 +39,7 @@ Reading decode(QByteArrayView json);
 // The records from their fields as read; nullopt for one that cannot be used
 // (no id, no name, no path, a bookmark that is not base64).
 std::optional<Tag> tagFromFields(const QString& id, const QString& name, const QString& color);
-std::optional<TaggedItem> itemFromFields(const QString& path, const QSet<QUuid>& ids,
+std::optional<TaggedItem> itemFromFields(const QString& path, const TagIDSet& ids,
                                          const QString* bookmark);
 
 // Pretty-printed, keys sorted, items in code-point order of their paths.

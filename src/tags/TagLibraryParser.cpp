@@ -69,7 +69,7 @@ private:
     bool array(Element&& element);
     bool tag(TagLibraryFile::Reading& out);
     bool item(TagLibraryFile::Reading& out);
-    bool uuidList(QSet<QUuid>& ids, bool& valid);
+    bool uuidList(TagIDSet& ids, bool& valid);
 
     const char* m_p;
     const char* m_end;
@@ -250,7 +250,7 @@ bool Reader::tag(TagLibraryFile::Reading& out)
     return true;
 }
 
-bool Reader::uuidList(QSet<QUuid>& ids, bool& valid)
+bool Reader::uuidList(TagIDSet& ids, bool& valid)
 {
     QString text;
     return array([&] {
@@ -270,7 +270,7 @@ bool Reader::uuidList(QSet<QUuid>& ids, bool& valid)
 bool Reader::item(TagLibraryFile::Reading& out)
 {
     QString path, bookmark;
-    QSet<QUuid> ids;
+    TagIDSet ids;
     bool valid = true;
     bool hasBookmark = false;
     const bool read = object([&](const QString& key) {
