@@ -8,12 +8,14 @@
 #include "browser/OperationsPanel.h"
 #include "browser/PaneContainer.h"
 #include "browser/PaneView.h"
+#include "browser/TagIntegration.h"
 #include "core/AppDefaults.h"
 #include "core/AppLocale.h"
 #include "core/PathText.h"
 #include "operations/FileOperationManager.h"
 #include "operations/OperationsStore.h"
 #include "platform/DirectoryScanner.h"
+#include "tags/TagStore.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -96,15 +98,18 @@ void Application::start(const std::vector<fs::path>& items)
     if (!m_isRunningTests)
         LegacyMigration::runIfNeeded(AppDefaults::standard(), dataHome());
     Theme::shared().apply();
+    TagIntegration::install(TagStore::shared());
     AppCommands::install(this);
     if (m_isRunningTests)
         return;
     if (items.empty()) {
         restoreSessionOrOpenHome();
-        return;
+    } else {
+        restoreSession();
+        openItems(items);
     }
-    restoreSession();
-    openItems(items);
+    // Items that other programs moved while we were not running.
+    TagStore::shared().resolveMovedItems();
 }
 
 BrowserWindow* Application::makeWindow(const PaneLayout& layout)
@@ -345,6 +350,7 @@ void Application::beginTerminating()
     m_isTerminating = true;
     if (!m_isRunningTests)
         saveSession();
+    TagStore::shared().waitForSaved();
 }
 
 void Application::newWindow()

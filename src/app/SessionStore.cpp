@@ -4,6 +4,7 @@
 #include "core/Location.h"
 #include "core/PathText.h"
 #include "platform/DirectoryScanner.h"
+#include "tags/TagStore.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -168,9 +169,8 @@ SessionStore::restorable(std::vector<SavedWindow> windows,
 bool SessionStore::locationExists(const QString& text)
 {
     const Location location = Location::fromText(text);
-    // There is no tag store to ask yet, so a well-formed tag location is kept.
     if (location.isTag())
-        return true;
+        return TagStore::shared().tag(location.tagId()).has_value();
     return !location.path().empty() && location.path().is_absolute() &&
            DirectoryScanner::exists(location.path());
 }

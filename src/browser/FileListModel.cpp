@@ -5,6 +5,7 @@
 #include "files/FileColumn.h"
 #include "insight/GitFileStatus.h"
 #include "operations/FileClipboard.h"
+#include "tags/TagStore.h"
 
 #include <QDateTime>
 #include <QLocale>
@@ -295,9 +296,34 @@ QVariant FileListModel::displayText(const FileEntry& entry, int column) const
     case FileSortKey::kind:
         return entry.kind;
     case FileSortKey::tags:
-        return QString();
+        return tagData(entry, Qt::DisplayRole);
     }
     return {};
+}
+
+QVariant FileListModel::tagData(const FileEntry& entry, int role) const
+{
+    const QList<Tag> tags = TagStore::shared().explicitTags(entry.path);
+    if (tags.isEmpty())
+        return role == TagsRole ? QVariant() : QVariant(QString());
+    QStringList names;
+    QVariantList pairs;
+    for (const Tag& tag : tags) {
+        names << (role == Qt::ToolTipRole ? tag.name : tag.leafName());
+        pairs << QVariant(QStringList{tag.leafName(), tag.color});
+    }
+    if (role == TagsRole)
+        return pairs;
+    return names.join(role == Qt::ToolTipRole ? QStringLiteral("\n") : QStringLiteral(", "));
+}
+
+QVariant FileListModel::decoration(const FileEntry& entry) const
+{
+    if (entry.isFolder) {
+        if (const auto color = TagStore::shared().folderColor(entry.path))
+            return IconCache::tinted(QStringLiteral("folder"), *color);
+    }
+    return IconCache::icon(entry);
 }
 
 QVariant FileListModel::data(const QModelIndex& index, int role) const
@@ -312,11 +338,16 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const
         return index.column() == 0 ? QVariant(entry.name) : QVariant();
     case Qt::DecorationRole:
         if (index.column() == 0)
-            return IconCache::icon(entry);
+            return decoration(entry);
         return {};
     case Qt::ToolTipRole:
+        if (kFileColumns[size_t(index.column())].key == FileSortKey::tags)
+            return tagData(entry, role);
+        return index.column() == 0 ? gitData(entry, role) : QVariant();
     case GitStatusRole:
         return index.column() == 0 ? gitData(entry, role) : QVariant();
+    case TagsRole:
+        return tagData(entry, role);
     case Qt::TextAlignmentRole:
         if (kFileColumns[size_t(index.column())].key == FileSortKey::size)
             return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
@@ -375,6 +406,15 @@ void FileListModel::setFolderSizes(const std::unordered_map<std::string, int64_t
         announceColumn(changed, int(FileSortKey::size), {Qt::DisplayRole});
 }
 
+void FileListModel::tagsChanged()
+{
+    if (!m_root)
+        return;
+    const std::vector<FileNode*> folders = m_root->loadedFolders();
+    announceColumn(folders, int(FileSortKey::tags), {Qt::DisplayRole, Qt::ToolTipRole, TagsRole});
+    announceColumn(folders, 0, {Qt::DecorationRole});
+}
+
 void FileListModel::announceColumn(const std::vector<FileNode*>& folders, int column,
                                    const QList<int>& roles)
 {
@@ -403,9 +443,8 @@ QVariant FileListModel::headerData(int section, Qt::Orientation orientation, int
 Qt::ItemFlags FileListModel::flags(const QModelIndex& index) const
 {
     if (!index.isValid())
-        return m_root && m_root->entry.isFolder && !m_root->entry.path.empty()
-                   ? Qt::ItemIsDropEnabled
-                   : Qt::NoItemFlags;
+        // A tag location's root has no path: a drop there tags the items.
+        return m_root && m_root->entry.isFolder ? Qt::ItemIsDropEnabled : Qt::NoItemFlags;
     Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsDragEnabled;
     if (index.column() == 0)
         flags |= Qt::ItemIsEditable;

@@ -25,6 +25,8 @@ class FileListModel : public QAbstractItemModel {
 public:
     // The row's GitFileStatus as an int; invalid outside a working tree or without a state.
     static constexpr int GitStatusRole = Qt::UserRole + 1;
+    // The row's explicit tags as a list of [name, "#RRGGBB"] string pairs (tags column).
+    static constexpr int TagsRole = Qt::UserRole + 2;
 
     explicit FileListModel(QObject* parent = nullptr);
     ~FileListModel() override;
@@ -55,6 +57,8 @@ public:
     // when the sort is by size.
     void setFolderSizes(const std::unordered_map<std::string, int64_t>& sizes,
                         const FileSort& sort);
+    // Tags or their colours changed: the tags column and folder icons repaint.
+    void tagsChanged();
 
     FileNode* nodeForIndex(const QModelIndex& index) const;
     QModelIndex indexForNode(const FileNode* node, int column = 0) const;
@@ -92,6 +96,8 @@ private:
     int rowOf(const FileNode* node) const;
     QVariant displayText(const FileEntry& entry, int column) const;
     QVariant gitData(const FileEntry& entry, int role) const;
+    QVariant tagData(const FileEntry& entry, int role) const;
+    QVariant decoration(const FileEntry& entry) const;
     // dataChanged for one column of every row under each folder.
     void announceColumn(const std::vector<FileNode*>& folders, int column, const QList<int>& roles);
 

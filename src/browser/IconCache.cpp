@@ -40,6 +40,42 @@ QIcon named(const QString& iconName)
     return icon;
 }
 
+QImage tintedImage(const QImage& image, const QColor& color)
+{
+    QImage out = image.convertToFormat(QImage::Format_ARGB32);
+    const float hue = color.hslHueF() < 0 ? 0 : color.hslHueF();
+    const float saturation = color.hslSaturationF();
+    for (int y = 0; y < out.height(); ++y) {
+        auto* line = reinterpret_cast<QRgb*>(out.scanLine(y));
+        for (int x = 0; x < out.width(); ++x) {
+            const QColor pixel = QColor::fromRgba(line[x]);
+            if (pixel.alpha() == 0)
+                continue;
+            line[x] = QColor::fromHslF(hue, saturation, pixel.lightnessF(), pixel.alphaF()).rgba();
+        }
+    }
+    return out;
+}
+
+QIcon tinted(const QString& iconName, const QString& color)
+{
+    static QHash<QString, QIcon> cache;
+    const QString key = iconName + QLatin1Char('\n') + color;
+    auto found = cache.constFind(key);
+    if (found != cache.constEnd())
+        return *found;
+    const QIcon plain = named(iconName);
+    const QColor tint = QColor::fromString(color);
+    QIcon icon;
+    // The sizes a list row asks for, at normal and double density.
+    for (int size : {16, 32, 48}) {
+        const QPixmap pixmap = plain.pixmap(size, size);
+        icon.addPixmap(QPixmap::fromImage(tintedImage(pixmap.toImage(), tint)));
+    }
+    cache.insert(key, icon);
+    return icon;
+}
+
 QIcon icon(const FileEntry& entry)
 {
     return named(entry.isFolder ? QStringLiteral("folder") : entry.iconName);

@@ -6,6 +6,7 @@
 #include "core/PathText.h"
 #include "operations/FileClipboard.h"
 #include "platform/DefaultApplication.h"
+#include "tags/TagStore.h"
 
 #include <QPointer>
 #include <QtConcurrent>
@@ -185,6 +186,11 @@ void PaneFileActions::drop(const QMimeData& data, const fs::path& folder, Qt::Dr
     const std::vector<fs::path> paths = FileClipboard::pathsIn(data);
     if (paths.empty())
         return;
+    if (folder.empty() && m_pane.location().isTag()) {
+        // Onto a tag location itself: the items get the tag and stay where they are.
+        TagStore::shared().assign(m_pane.location().tagId(), paths);
+        return;
+    }
     const TransferMode mode = action == Qt::MoveAction ? TransferMode::move : TransferMode::copy;
     transfer(itemsFor(paths), folder, mode, &m_pane);
 }

@@ -1,18 +1,22 @@
 #include "browser/PaneView.h"
 
 #include "browser/FileListModel.h"
-#include "browser/FilterBar.h"
 #include "browser/NameDelegate.h"
 #include "browser/PaneFileActions.h"
+#include "browser/FilterBar.h"
+#include "browser/PaneFilter.h"
 #include "browser/PaneInsight.h"
 #include "browser/PaneStatusBar.h"
 #include "browser/PathBar.h"
+#include "browser/TagsDelegate.h"
 #include "core/PathText.h"
 #include "core/Preferences.h"
 #include "files/DirectoryReader.h"
 #include "files/FileColumn.h"
 #include "files/FileNode.h"
 #include "files/PaneState.h"
+#include "tags/TagLocationReader.h"
+#include "tags/TagStore.h"
 
 #include <QApplication>
 #include <QHeaderView>
@@ -62,6 +66,7 @@ void PaneView::buildWidgets()
     m_list->setModel(m_model);
     auto* nameDelegate = new NameDelegate(m_list);
     m_list->setItemDelegateForColumn(0, nameDelegate);
+    m_list->setItemDelegateForColumn(int(FileSortKey::tags), new TagsDelegate(m_list));
     m_fileActions = new PaneFileActions(*this);
     connect(nameDelegate, &NameDelegate::renameRequested, m_fileActions,
             &PaneFileActions::renameRow);
@@ -75,13 +80,13 @@ void PaneView::buildWidgets()
     m_stack = new QStackedWidget(this);
     m_stack->addWidget(m_list);
     m_stack->addWidget(m_errorLabel);
-    m_filterBar = new FilterBar(this);
+    m_filter = new PaneFilter(*this);
     m_statusBar = new PaneStatusBar(*m_state, this);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
     layout->addWidget(m_pathBar);
-    layout->addWidget(m_filterBar);
+    layout->addWidget(m_filter->bar());
     layout->addWidget(m_stack, 1);
     layout->addWidget(m_statusBar);
     setFocusProxy(m_list);
@@ -115,12 +120,9 @@ void PaneView::connectSignals()
         if (focus)
             focusList();
     });
-    connect(m_filterBar, &FilterBar::textEdited, this, &PaneView::applyFilter);
-    connect(m_filterBar, &FilterBar::escapePressed, this, [this] { endFilter(true); });
-    connect(m_filterBar, &FilterBar::returnPressed, this, [this] { focusList(); });
-    connect(m_filterBar, &FilterBar::downPressed, this, [this] { focusList(); });
     connect(m_insight, &PaneInsight::foldersChanged, this, &PaneView::reloadFolders);
     connect(m_insight, &PaneInsight::locationRemoved, this, &PaneView::relocate);
+    connect(&TagStore::shared(), &TagStore::tagsChanged, this, &PaneView::tagsChanged);
     connect(m_state, &PaneState::isActiveChanged, this, &PaneView::updateActiveMark);
     connect(m_state, &PaneState::isInSplitChanged, this, &PaneView::updateActiveMark);
 }
@@ -161,14 +163,13 @@ void PaneView::navigate(const Location& target, const std::optional<fs::path>& s
     m_pathBar->setLocation(target);
     if (target.isFolder()) {
         m_insight->start(target.path());
-        startReading(m_model->root());
         refreshCapacity();
     } else {
+        // A tag location has no watcher, no parent and no free space.
         m_insight->stop();
-        // A reading of the folder left is dropped, so it never clears the mark itself.
-        m_state->setLoading(false);
         m_state->setAvailableCapacity(std::nullopt);
     }
+    startReading(m_model->root());
     Q_EMIT locationChanged();
 }
 
@@ -180,10 +181,13 @@ void PaneView::startReading(FileNode* folder)
     m_latestRead[path.native()] = sequence;
     if (folder == m_model->root())
         m_state->setLoading(true);
-    DirectoryReader::readInBackground(path, m_showHidden)
-        .then(this, [this, generation, sequence, path](Result<DirectoryReader::Listing> result) {
-            finishReading(generation, sequence, path, std::move(result));
-        });
+    auto reading =
+        folder == m_model->root() && location().isTag()
+            ? TagLocationReader::readInBackground(TagStore::shared().urls(location().tagId(), true))
+            : DirectoryReader::readInBackground(path, m_showHidden);
+    reading.then(this, [this, generation, sequence, path](Result<DirectoryReader::Listing> result) {
+        finishReading(generation, sequence, path, std::move(result));
+    });
 }
 
 void PaneView::finishReading(uint64_t generation, uint64_t sequence, const fs::path& folder,
@@ -220,7 +224,11 @@ void PaneView::finishRootReading(const fs::path& folder, const Error* error)
     m_state->setLoading(false);
     m_state->setItemCount(int(m_model->root()->children().size()));
     m_state->setVisibleCount(m_model->visibleTopLevelCount());
-    if (error) {
+    if (location().isTag() && !TagStore::shared().tag(location().tagId())) {
+        const PaneError gone{QStringLiteral("このタグは削除されました。"), false};
+        m_state->setError(gone);
+        showError(gone.message);
+    } else if (error) {
         const PaneError paneErr = paneError(*error, folder);
         m_state->setError(paneErr);
         showError(paneErr.message);
@@ -268,8 +276,18 @@ void PaneView::selectWhenListed(std::vector<fs::path> paths, bool rename)
 
 void PaneView::reloadFolders(const std::vector<fs::path>& folders)
 {
-    if (!location().isFolder() || !m_model->root())
+    if (!m_model->root())
         return;
+    if (location().isTag()) {
+        // Items of a tag live anywhere; any change may concern one of them.
+        reload();
+        return;
+    }
+    readFolders(folders);
+}
+
+void PaneView::readFolders(const std::vector<fs::path>& folders)
+{
     for (const fs::path& folder : folders) {
         const fs::path standard = PathText::standardized(folder);
         FileNode* root = m_model->root();
@@ -292,7 +310,7 @@ std::vector<FileItem> PaneView::selectedItems() const
 void PaneView::beginRename()
 {
     const QModelIndex current = m_list->currentIndex();
-    if (!current.isValid() || !location().isFolder())
+    if (!current.isValid())
         return;
     m_list->scrollTo(current);
     m_list->edit(current.siblingAtColumn(0));
@@ -347,14 +365,15 @@ void PaneView::relocate(const fs::path& ancestor)
 
 void PaneView::reload()
 {
-    if (!location().isFolder())
-        return;
     if (!m_model->root()->childrenLoaded()) {
         startReading(m_model->root());
         return;
     }
+    // By path: a reading that comes back at once may free the nodes below it.
+    std::vector<fs::path> folders;
     for (FileNode* folder : m_model->root()->loadedFolders())
-        startReading(folder);
+        folders.push_back(folder->entry.path);
+    readFolders(folders);
 }
 
 void PaneView::editPath()
@@ -399,40 +418,17 @@ void PaneView::selectPaths(const std::vector<fs::path>& paths)
 
 bool PaneView::isFilterOpen() const
 {
-    return m_state->isFiltering();
+    return m_filter->isOpen();
 }
 
 void PaneView::beginFilter()
 {
-    if (!m_state->isFiltering()) {
-        m_selectionBeforeFilter = selectedPaths();
-        m_state->setFiltering(true);
-    }
-    m_filterBar->open();
+    m_filter->begin();
 }
 
 void PaneView::endFilter(bool focus)
 {
-    if (!m_state->isFiltering())
-        return;
-    m_filterBar->close();
-    m_state->setFilterText(QString());
-    m_state->setFiltering(false);
-    m_model->setFilterText(QString());
-    m_state->setVisibleCount(m_model->visibleTopLevelCount());
-    selectPaths(m_selectionBeforeFilter);
-    m_selectionBeforeFilter.clear();
-    if (focus)
-        focusList();
-}
-
-void PaneView::applyFilter(const QString& text)
-{
-    m_state->setFilterText(text);
-    m_model->setFilterText(text);
-    m_state->setVisibleCount(m_model->visibleTopLevelCount());
-    if (m_model->rowCount() > 0)
-        m_list->selectRow(0);
+    m_filter->end(focus);
 }
 
 void PaneView::openSelection()
@@ -470,6 +466,19 @@ void PaneView::preferencesChanged()
         m_showHidden = hidden;
         m_folderSizes = sizes;
         reload();
+    }
+}
+
+void PaneView::tagsChanged()
+{
+    m_model->tagsChanged();
+    if (location().isTag()) {
+        // Which items carry the tag, and its name, may have changed.
+        m_pathBar->setLocation(location());
+        reload();
+        Q_EMIT locationChanged();
+    } else if (m_sort.key == FileSortKey::tags) {
+        m_model->resort(m_sort);
     }
 }
 

@@ -20,7 +20,7 @@ class FileListModel;
 class PaneFileActions;
 class PaneInsight;
 class FileNode;
-class FilterBar;
+class PaneFilter;
 class PaneState;
 class PaneStatusBar;
 class PathBar;
@@ -61,6 +61,8 @@ public:
     // Re-reads those of the folders that this pane has read.
     void reloadFolders(const std::vector<std::filesystem::path>& folders);
     void beginRename();
+    // Selects exactly these rows (those that are listed), the first one current.
+    void selectPaths(const std::vector<std::filesystem::path>& paths);
 
     // ListKeyTarget
     bool isFilterOpen() const override;
@@ -78,13 +80,14 @@ private:
     void moveThroughHistory(bool back);
     void connectSignals();
     void startReading(FileNode* folder);
+    // Starts reading each of the folders that is the root or a loaded folder.
+    void readFolders(const std::vector<std::filesystem::path>& folders);
     void finishReading(uint64_t generation, uint64_t sequence, const std::filesystem::path& folder,
                        Result<DirectoryReader::Listing> result);
     void finishRootReading(const std::filesystem::path& folder, const Error* error);
     void applyPendingSelection();
-    void selectPaths(const std::vector<std::filesystem::path>& paths);
-    void applyFilter(const QString& text);
     void preferencesChanged();
+    void tagsChanged();
     void headerClicked(int section);
     void refreshCapacity();
     void updateSortIndicator();
@@ -96,7 +99,7 @@ private:
     FileListModel* m_model = nullptr;
     FileTreeView* m_list = nullptr;
     PathBar* m_pathBar = nullptr;
-    FilterBar* m_filterBar = nullptr;
+    PaneFilter* m_filter = nullptr;
     PaneStatusBar* m_statusBar = nullptr;
     QStackedWidget* m_stack = nullptr;
     QLabel* m_errorLabel = nullptr;
@@ -115,5 +118,4 @@ private:
         bool rename = false; // start inline rename on the first path
     };
     std::optional<PendingSelection> m_pendingSelection;
-    std::vector<std::filesystem::path> m_selectionBeforeFilter;
 };

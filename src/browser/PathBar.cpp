@@ -49,7 +49,9 @@ void PathBar::rebuildSegments()
     }
     if (m_location.isTag()) {
         auto* label = new QToolButton(m_segments);
-        label->setText(m_location.toText());
+        label->setText(m_location.displayName());
+        label->setIcon(QIcon::fromTheme(QStringLiteral("tag")));
+        label->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
         label->setAutoRaise(true);
         m_segmentLayout->addWidget(label);
         m_segmentLayout->addStretch(1);

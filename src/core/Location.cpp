@@ -7,7 +7,18 @@ namespace fs = std::filesystem;
 namespace {
 const QString kTagPrefix = QStringLiteral("quillo-tag:///");
 const fs::path kNoPath;
+
+std::function<QString(const QUuid&)>& tagNameLookup()
+{
+    static std::function<QString(const QUuid&)> lookup;
+    return lookup;
+}
 } // namespace
+
+void Location::setTagNameLookup(std::function<QString(const QUuid&)> lookup)
+{
+    tagNameLookup() = std::move(lookup);
+}
 
 Location Location::folder(const fs::path& path)
 {
@@ -56,7 +67,10 @@ QString Location::toText() const
 
 QString Location::displayName() const
 {
-    if (isTag())
+    if (isTag()) {
+        if (const auto& lookup = tagNameLookup())
+            return lookup(tagId());
         return tagId().toString(QUuid::WithoutBraces).toUpper();
+    }
     return PathText::displayName(path());
 }

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QUuid>
 #include <filesystem>
+#include <functional>
 #include <variant>
 
 // What a pane shows: a folder (byte-exact path) or a tag (its id).
@@ -22,8 +23,10 @@ public:
     QUuid tagId() const;                       // null for a folder
 
     QString toText() const;
-    // The name shown in titles: the folder's last component ("/" for the root).
+    // The name shown in titles: the folder's last component ("/" for the root), or
+    // the tag's name through the lookup that the application installs.
     QString displayName() const;
+    static void setTagNameLookup(std::function<QString(const QUuid&)> lookup);
 
     bool operator==(const Location&) const = default;
 

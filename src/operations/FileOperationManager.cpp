@@ -193,6 +193,8 @@ void FileOperationManager::transferFinished(const TransferRecord& record, const 
         destinations.push_back(pair.second);
     if (!record.pairs.empty()) {
         pushUndo(new TransferCommand(record, [this](auto work) { runUndoWork(std::move(work)); }));
+        if (record.mode == TransferMode::move)
+            Q_EMIT itemsMoved(record.pairs);
         Q_EMIT foldersChanged(touchedFolders(record));
     }
     if (done)
@@ -330,6 +332,7 @@ void FileOperationManager::rename(const FileItem& item, const QString& newName,
             return;
         }
         pushUndo(new RenameCommand(from, to, [this](auto work) { runUndoWork(std::move(work)); }));
+        Q_EMIT itemsMoved({{from, to}});
         Q_EMIT foldersChanged({PathText::parent(to)});
         answer(to);
     });
@@ -379,6 +382,8 @@ void FileOperationManager::pushUndo(QUndoCommand* command)
 void FileOperationManager::runUndoWork(std::function<UndoReport()> work)
 {
     QtConcurrent::run(m_undoPool, std::move(work)).then(this, [this](UndoReport report) {
+        if (!report.moves.empty())
+            Q_EMIT itemsMoved(report.moves);
         Q_EMIT foldersChanged(report.folders);
         presentInOrder(m_fallbackPrompter, std::move(report.failures));
     });

@@ -76,6 +76,10 @@ Q_SIGNALS:
     // Folders whose contents changed (by an operation, an undo or a redo), so that
     // panes showing them re-read them.
     void foldersChanged(const std::vector<std::filesystem::path>& folders);
+    // Items that a rename, a move, or the undo or redo of one took elsewhere
+    // (from, to), so that what is kept by path (tags) follows them.
+    void
+    itemsMoved(const std::vector<std::pair<std::filesystem::path, std::filesystem::path>>& moves);
 
 private:
     PrompterRef prompterFor(PrompterRef prompter) const;

@@ -82,6 +82,8 @@ std::function<UndoReport()> TransferCommand::undoWork()
         for (const auto& [source, destination] : record->pairs) {
             if (auto done = undoOne(record->mode, source, destination); !done)
                 noteFailure(report, destination, done.error(), true);
+            else if (record->mode == TransferMode::move)
+                report.moves.emplace_back(destination, source);
         }
         for (const TrashedItem& item : record->replaced) {
             if (auto restored = Trash::restore(item); !restored)
@@ -107,6 +109,8 @@ std::function<UndoReport()> TransferCommand::redoWork()
                     TransferSteps::transferItem(source, destination, record->mode, progress);
                 !done)
                 noteFailure(report, source, done.error(), false);
+            else if (record->mode == TransferMode::move)
+                report.moves.emplace_back(source, destination);
         }
         return report;
     };
@@ -159,6 +163,8 @@ std::function<UndoReport()> RenameCommand::undoWork()
         UndoReport report{{PathText::parent(to)}, {}};
         if (auto done = TransferSteps::renameItem(from, to); !done)
             noteFailure(report, from, done.error(), true);
+        else
+            report.moves.emplace_back(from, to);
         return report;
     };
 }
@@ -169,6 +175,8 @@ std::function<UndoReport()> RenameCommand::redoWork()
         UndoReport report{{PathText::parent(to)}, {}};
         if (auto done = TransferSteps::renameItem(from, to); !done)
             noteFailure(report, from, done.error(), false);
+        else
+            report.moves.emplace_back(from, to);
         return report;
     };
 }

@@ -13,6 +13,8 @@
 struct UndoReport {
     std::vector<std::filesystem::path> folders; // whose contents changed
     std::vector<Alert> failures;
+    // Items that moved (from, to), so that what follows them (tags) can.
+    std::vector<std::pair<std::filesystem::path, std::filesystem::path>> moves = {};
 };
 
 // Runs undo and redo work off the main thread, one piece after another, then

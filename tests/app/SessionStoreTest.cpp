@@ -2,6 +2,7 @@
 
 #include "core/Location.h"
 #include "core/PathText.h"
+#include "tags/TagStore.h"
 
 #include <QJsonDocument>
 #include <gtest/gtest.h>
@@ -161,6 +162,16 @@ TEST(SessionStoreTest, OldRecordsRestoreThroughTheirResolvedTree)
     ASSERT_EQ(result.size(), 1u);
     EXPECT_EQ(result.front().tabs.front(),
               tab(Tree::group(true, {Tree::pane("/a"), Tree::pane("/b")}), 1));
+}
+
+TEST(SessionStoreTest, ATagLocationExistsWhileItsTagDoes)
+{
+    const Tag tag = *TagStore::shared().createTag(QStringLiteral("session tag"));
+    const QString text = Location::tag(tag.id).toText();
+    EXPECT_TRUE(SessionStore::locationExists(text));
+    TagStore::shared().deleteTag(tag.id);
+    EXPECT_FALSE(SessionStore::locationExists(text));
+    EXPECT_FALSE(SessionStore::locationExists(kTag)); // never existed
 }
 
 } // namespace

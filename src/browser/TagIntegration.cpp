@@ -1,0 +1,26 @@
+#include "browser/TagIntegration.h"
+
+#include "core/Location.h"
+#include "files/FileNode.h"
+#include "operations/FileOperationManager.h"
+#include "tags/TagStore.h"
+
+#include <QPointer>
+
+namespace TagIntegration {
+
+void install(TagStore& store)
+{
+    QPointer<TagStore> tags(&store);
+    FileNode::lookups().tagSortKey = [tags](const FileEntry& entry) -> std::optional<QString> {
+        return tags ? tags->tagSortKey(entry.path) : std::nullopt;
+    };
+    Location::setTagNameLookup([tags](const QUuid& id) {
+        const auto tag = tags ? tags->tag(id) : std::nullopt;
+        return tag ? tag->name : QStringLiteral("（削除されたタグ）");
+    });
+    QObject::connect(&FileOperationManager::shared(), &FileOperationManager::itemsMoved, &store,
+                     &TagStore::itemsMoved, Qt::UniqueConnection);
+}
+
+} // namespace TagIntegration

@@ -1,0 +1,12 @@
+#pragma once
+
+class TagStore;
+
+// Plugs the tag store into the layers below it, which know nothing of tags: the
+// nodes' tag sort keys, the names of tag locations, and moves made by the
+// operation manager. Called once at start-up (and by tests that need it).
+namespace TagIntegration {
+
+void install(TagStore& store);
+
+} // namespace TagIntegration
