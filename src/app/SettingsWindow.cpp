@@ -3,6 +3,8 @@
 #include "app/AppearanceSettingsPage.h"
 #include "app/GeneralSettingsPage.h"
 #include "browser/ShortcutSettingsPage.h"
+#include "browser/TagManagerWidget.h"
+#include "tags/TagStore.h"
 
 #include <QKeyEvent>
 #include <QPointer>
@@ -21,6 +23,7 @@ SettingsWindow::SettingsWindow(QWidget* parent)
     m_tabs->addTab(new GeneralSettingsPage(m_tabs), QStringLiteral("一般"));
     m_tabs->addTab(new AppearanceSettingsPage(m_tabs), QStringLiteral("外観"));
     m_tabs->addTab(new ShortcutSettingsPage(m_tabs), QStringLiteral("ショートカット"));
+    m_tabs->addTab(new TagManagerWidget(TagStore::shared(), m_tabs), QStringLiteral("タグ"));
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_tabs);
     setMinimumWidth(480);

@@ -4,7 +4,7 @@
 
 class QTabWidget;
 
-// The one settings window: "一般", "外観" and "ショートカット" tabs. Every change is
+// The one settings window: "一般", "外観", "ショートカット" and "タグ" tabs. Every change is
 // written and applied as it is made; there is nothing to confirm. Escape closes it.
 class SettingsWindow : public QWidget {
     Q_OBJECT

@@ -120,7 +120,7 @@ TEST_F(SettingsWindowTest, OneSharedWindowThatEscapeCloses)
     for (int i = 0; i < window.tabs()->count(); ++i)
         titles << window.tabs()->tabText(i);
     EXPECT_EQ(titles, QStringList({QStringLiteral("一般"), QStringLiteral("外観"),
-                                   QStringLiteral("ショートカット")}));
+                                   QStringLiteral("ショートカット"), QStringLiteral("タグ")}));
 
     SettingsWindow::showShared();
     SettingsWindow* shared = SettingsWindow::sharedIfOpen();
