@@ -12,19 +12,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-int writeAll(int fd, std::string_view bytes)
-{
-    while (!bytes.empty()) {
-        const ssize_t n = ::write(fd, bytes.data(), bytes.size());
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return errno;
-        bytes.remove_prefix(size_t(n));
-    }
-    return 0;
-}
-
 int syncFolder(const fs::path& folder)
 {
     FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cerrno>
+#include <string_view>
 #include <unistd.h>
 #include <utility>
 
@@ -39,3 +40,17 @@ public:
 private:
     int m_fd;
 };
+
+// Writes all of `data` to `fd`, retrying short writes and interruptions. 0 or an errno.
+inline int writeAll(int fd, std::string_view data)
+{
+    while (!data.empty()) {
+        const ssize_t n = ::write(fd, data.data(), data.size());
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return errno;
+        data.remove_prefix(size_t(n));
+    }
+    return 0;
+}

@@ -250,19 +250,6 @@ std::string trashName(std::string_view name, unsigned n)
     return out + counter + std::string(ext);
 }
 
-int writeAll(int fd, std::string_view data)
-{
-    while (!data.empty()) {
-        const ssize_t n = ::write(fd, data.data(), data.size());
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return errno;
-        data.remove_prefix(size_t(n));
-    }
-    return 0;
-}
-
 // Writes info/NAME.trashinfo with O_EXCL and syncs it. 0, EEXIST when the name is
 // taken, or another errno.
 int writeInfo(const TrashDir& trash, const std::string& name, const std::string& contents)
