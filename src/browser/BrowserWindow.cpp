@@ -3,22 +3,38 @@
 #include "browser/BrowserMenus.h"
 #include "browser/PaneContainer.h"
 #include "browser/PaneView.h"
+#include "browser/SidebarView.h"
+#include "core/AppDefaults.h"
 #include "core/PathText.h"
 #include "files/PaneState.h"
 #include "files/WindowModel.h"
+#include "tags/SidebarStore.h"
+#include "tags/TagStore.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
+#include <QSplitter>
 #include <QStackedWidget>
 #include <QTabBar>
 #include <QToolBar>
 #include <QVBoxLayout>
 
+namespace {
+const QString kSidebarVisibleKey = QStringLiteral("sidebarVisible");
+constexpr int kSidebarWidth = 210;
+} // namespace
+
 BrowserWindow::BrowserWindow(const PaneLayout& firstTab, QWidget* parent)
     : QMainWindow(parent)
 {
     setAttribute(Qt::WA_DeleteOnClose);
-    auto* central = new QWidget(this);
+    m_split = new QSplitter(Qt::Horizontal, this);
+    m_split->setChildrenCollapsible(false);
+    m_sidebar = new SidebarView(
+        SidebarStore::shared(), TagStore::shared(), [this] { return activePane(); }, m_split);
+    connect(m_sidebar, &SidebarView::openInNewTabRequested, this, &BrowserWindow::newTab);
+    auto* central = new QWidget(m_split);
     auto* box = new QVBoxLayout(central);
     box->setContentsMargins(0, 0, 0, 0);
     box->setSpacing(0);
@@ -31,7 +47,12 @@ BrowserWindow::BrowserWindow(const PaneLayout& firstTab, QWidget* parent)
     m_stack = new QStackedWidget(central);
     box->addWidget(m_tabs);
     box->addWidget(m_stack, 1);
-    setCentralWidget(central);
+    m_split->addWidget(m_sidebar);
+    m_split->addWidget(central);
+    m_split->setStretchFactor(1, 1);
+    m_split->setSizes({kSidebarWidth, 1100 - kSidebarWidth});
+    setCentralWidget(m_split);
+    applySidebarVisibility();
     buildToolBar();
     BrowserMenus::build(*this);
     connect(m_tabs, &QTabBar::currentChanged, this, &BrowserWindow::currentTabChanged);
@@ -188,6 +209,7 @@ void BrowserWindow::updateTitleAndActions()
     if (!pane)
         return;
     setWindowTitle(pane->location().displayName());
+    m_sidebar->showLocation(pane->location());
     m_back->setEnabled(pane->state().history().canGoBack());
     m_forward->setEnabled(pane->state().history().canGoForward());
     m_parent->setEnabled(pane->canGoToParent());
@@ -197,4 +219,33 @@ void BrowserWindow::goHome()
 {
     if (PaneView* pane = activePane())
         pane->navigate(Location::folder(PathText::homeFolder()));
+}
+
+bool BrowserWindow::isSidebarVisible() const
+{
+    return m_sidebar->isVisibleTo(this);
+}
+
+void BrowserWindow::toggleSidebar()
+{
+    const bool visible = !isSidebarVisible();
+    AppDefaults::store().setValue(kSidebarVisibleKey, visible);
+    for (QWidget* top : QApplication::topLevelWidgets()) {
+        if (auto* window = qobject_cast<BrowserWindow*>(top))
+            window->applySidebarVisibility();
+    }
+    // Shown from the keyboard, the sidebar is where the keys go next (Escape leaves).
+    if (visible)
+        m_sidebar->setFocus(Qt::ShortcutFocusReason);
+}
+
+void BrowserWindow::applySidebarVisibility()
+{
+    const bool visible = AppDefaults::store().value(kSidebarVisibleKey, true).toBool();
+    if (visible == isSidebarVisible())
+        return;
+    const bool hadFocus = m_sidebar->hasFocus();
+    m_sidebar->setVisible(visible);
+    if (hadFocus)
+        withActivePane(&PaneView::focusList); // the keys must not go nowhere
 }

@@ -11,11 +11,14 @@ class PaneContainer;
 class PaneState;
 class PaneView;
 class QAction;
+class QSplitter;
 class QStackedWidget;
 class QTabBar;
+class SidebarView;
 
-// A browser window: a tab bar over one pane container per tab, a toolbar with
-// back, forward and parent, and the menus. The title follows the active pane.
+// A browser window: the sidebar at the left, beside a tab bar over one pane
+// container per tab, a toolbar with back, forward and parent, and the menus. The
+// title follows the active pane.
 class BrowserWindow : public QMainWindow {
     Q_OBJECT
 public:
@@ -37,6 +40,12 @@ public:
     void withActivePane(void (PaneView::*action)());
     void goHome();
 
+    SidebarView* sidebar() const { return m_sidebar; }
+    bool isSidebarVisible() const;
+    // Shows or hides the sidebar in every window, and remembers it for the next start.
+    // Shown, it takes the focus in this window.
+    void toggleSidebar();
+
 Q_SIGNALS:
     // One tab of several was closed; the window stays. Carries its active pane's location.
     void tabClosed(const Location& location);
@@ -51,7 +60,10 @@ private:
     void currentTabChanged(int index);
     void watchActivePane();
     void updateTitleAndActions();
+    void applySidebarVisibility();
 
+    QSplitter* m_split = nullptr;
+    SidebarView* m_sidebar = nullptr;
     QTabBar* m_tabs = nullptr;
     QStackedWidget* m_stack = nullptr;
     QAction* m_back = nullptr;

@@ -6,8 +6,11 @@
 #include "browser/PaneContainer.h"
 #include "browser/PaneFileActions.h"
 #include "browser/PaneView.h"
+#include "browser/SidebarView.h"
+#include "browser/TagEditorDialog.h"
 #include "core/PathText.h"
 #include "insight/GitRepository.h"
+#include "tags/SidebarStore.h"
 
 #include <QAction>
 #include <QClipboard>
@@ -209,8 +212,13 @@ void buildFileMenu(BrowserWindow& w)
     m.add("moveToOtherPane:", "反対側の画面へ移動", {"F6"},
           [&w] { transferToOtherPane(w, TransferMode::move); });
     m.separator();
-    m.addUnavailable("addToSidebar:", "お気に入りに追加", {"Meta+Ctrl+T"});
-    m.addUnavailable("editTags:", "タグを編集…", {"Ctrl+Alt+G"});
+    m.add("addToSidebar:", "お気に入りに追加", {"Meta+Ctrl+T"}, [&w] {
+        if (PaneView* pane = w.activePane())
+            SidebarView::addToFavorites(*pane, SidebarStore::shared());
+    });
+    m.setValid(m.add("editTags:", "タグを編集…", {"Ctrl+Alt+G"},
+                     [&w] { TagEditorDialog::showFor(&w, w.activePane()->selectedPaths()); }),
+               [&w] { return w.activePane() && !w.activePane()->selectedPaths().empty(); });
     m.separator();
     m.add("performClose:", "閉じる", {"Ctrl+W"}, [&w] { w.closeCurrentTab(); });
 }

@@ -88,7 +88,9 @@ void build(BrowserWindow& w)
         prefs.setShowHiddenFiles(!prefs.showHiddenFiles());
     });
     m.setChecked(hidden, [] { return Preferences::shared().showHiddenFiles(); });
-    m.addUnavailable("toggleSidebar:", "サイドバーを表示", {"Ctrl+Alt+S"});
+    QAction* sidebar =
+        m.add("toggleSidebar:", "サイドバーを表示", {"Ctrl+Alt+S"}, [&w] { w.toggleSidebar(); });
+    m.setChecked(sidebar, [&w] { return w.isSidebarVisible(); });
     buildSortMenu(m);
     m.separator();
     addPreviewItems(m);
