@@ -2,12 +2,14 @@
 
 #include "core/PathText.h"
 #include "platform/DirectoryScanner.h"
+#include "tags/TagStore.h"
 
 #include <QApplication>
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QPainter>
 #include <QStackedLayout>
 #include <QToolButton>
 #include <QtConcurrent>
@@ -41,6 +43,24 @@ void PathBar::setLocation(const Location& location)
     rebuildSegments();
 }
 
+namespace {
+
+// A dot in the tag's colour, as the sidebar and the tags column show it.
+QIcon tagIcon(const QUuid& id)
+{
+    const auto tag = TagStore::shared().tag(id);
+    QPixmap dot(16, 16);
+    dot.fill(Qt::transparent);
+    QPainter painter(&dot);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(tag ? QColor::fromString(tag->color) : QColor(Qt::gray));
+    painter.drawEllipse(QRectF(3, 3, 10, 10));
+    return QIcon(dot);
+}
+
+} // namespace
+
 void PathBar::rebuildSegments()
 {
     while (QLayoutItem* item = m_segmentLayout->takeAt(0)) {
@@ -50,7 +70,7 @@ void PathBar::rebuildSegments()
     if (m_location.isTag()) {
         auto* label = new QToolButton(m_segments);
         label->setText(m_location.displayName());
-        label->setIcon(QIcon::fromTheme(QStringLiteral("tag")));
+        label->setIcon(tagIcon(m_location.tagId()));
         label->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
         label->setAutoRaise(true);
         m_segmentLayout->addWidget(label);
