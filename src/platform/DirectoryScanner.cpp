@@ -133,22 +133,33 @@ std::optional<std::string> readSmallFile(const fs::path& path, size_t maxBytes)
     if (fd.get() < 0 || ::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode))
         return std::nullopt;
     // Sized from the file (plus one byte to see the end), not from the limit: a
-    // generous limit must not cost its size in memory.
-    std::string out(std::min(maxBytes, size_t(std::max<off_t>(st.st_size, 0)) + 1), '\0');
+    // generous limit must not cost its size in memory. Not zero-filled first.
+    size_t want = std::min(maxBytes, size_t(std::max<off_t>(st.st_size, 0)) + 1);
+    std::string out;
     size_t filled = 0;
-    while (filled < maxBytes) {
-        if (filled == out.size())
-            out.resize(std::min(maxBytes, out.size() * 2));
-        const ssize_t n = ::read(fd.get(), out.data() + filled, out.size() - filled);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return std::nullopt;
-        if (n == 0)
+    int error = 0;
+    bool atEnd = false;
+    for (;;) {
+        out.resize_and_overwrite(want, [&](char* bytes, size_t room) {
+            while (filled < room && !atEnd) {
+                const ssize_t n = ::read(fd.get(), bytes + filled, room - filled);
+                if (n < 0 && errno == EINTR)
+                    continue;
+                if (n <= 0) {
+                    error = n < 0 ? errno : 0;
+                    atEnd = true;
+                } else {
+                    filled += size_t(n);
+                }
+            }
+            return filled;
+        });
+        if (atEnd || want >= maxBytes)
             break;
-        filled += size_t(n);
+        want = std::min(maxBytes, want * 2);
     }
-    out.resize(filled);
+    if (error != 0)
+        return std::nullopt;
     return out;
 }
 

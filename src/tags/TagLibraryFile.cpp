@@ -1,6 +1,7 @@
 #include "tags/TagLibraryFile.h"
 
 #include "platform/DirectoryScanner.h"
+#include "platform/MappedFile.h"
 #include "tags/TagLibraryParser.h"
 
 #include <QJsonArray>
@@ -58,14 +59,14 @@ Reading read(const fs::path& file)
 {
     if (!DirectoryScanner::exists(file))
         return Reading{};
-    const auto bytes = DirectoryScanner::readSmallFile(file, kMaxFileBytes);
-    if (!bytes) {
+    const auto mapped = MappedFile::open(file);
+    if (!mapped || mapped->bytes().size() > kMaxFileBytes) {
         Reading reading;
         reading.status = ReadStatus::unusable;
-        reading.problem = QStringLiteral("cannot be read");
+        reading.problem = mapped ? QStringLiteral("too large") : mapped.error().description();
         return reading;
     }
-    return decode(QByteArrayView(bytes->data(), qsizetype(bytes->size())));
+    return decode(QByteArrayView(mapped->bytes().data(), qsizetype(mapped->bytes().size())));
 }
 
 bool codePointLess(const QString& a, const QString& b)
