@@ -36,15 +36,6 @@ Location home()
     return Location::folder(PathText::homeFolder());
 }
 
-// $XDG_DATA_HOME as bytes, or ~/.local/share when it is unset or relative.
-fs::path dataHome()
-{
-    const fs::path configured(qgetenv("XDG_DATA_HOME").toStdString());
-    if (configured.is_absolute())
-        return configured;
-    return PathText::homeFolder() / ".local" / "share";
-}
-
 void bringToFront(BrowserWindow* window)
 {
     if (window->isMinimized())
@@ -96,7 +87,7 @@ void Application::configure()
 void Application::start(const std::vector<fs::path>& items)
 {
     if (!m_isRunningTests)
-        LegacyMigration::runIfNeeded(AppDefaults::standard(), dataHome());
+        LegacyMigration::runIfNeeded(AppDefaults::standard(), PathText::dataHome());
     Theme::shared().apply();
     TagIntegration::install(TagStore::shared());
     AppCommands::install(this);

@@ -200,4 +200,12 @@ fs::path homeFolder()
     return fs::path("/");
 }
 
+fs::path dataHome()
+{
+    const char* configured = std::getenv("XDG_DATA_HOME");
+    if (configured && fs::path(configured).is_absolute())
+        return fs::path(configured);
+    return homeFolder() / ".local" / "share";
+}
+
 } // namespace PathText

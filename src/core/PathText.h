@@ -38,4 +38,7 @@ bool isValidUtf8(std::string_view bytes);
 // The user's home folder ($HOME, else the password database).
 std::filesystem::path homeFolder();
 
+// $XDG_DATA_HOME as bytes, or ~/.local/share when it is unset or relative.
+std::filesystem::path dataHome();
+
 } // namespace PathText

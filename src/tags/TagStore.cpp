@@ -27,14 +27,6 @@ const QString kFavoritesColor = QStringLiteral("#FFD60A");
 const char* const kDefaultColors[] = {"#FF3B30", "#FF9500", "#34C759", "#007AFF",
                                       "#AF52DE", "#FF2D55", "#5AC8FA", "#A2845E"};
 
-fs::path dataHome()
-{
-    const fs::path configured(qgetenv("XDG_DATA_HOME").toStdString());
-    if (configured.is_absolute())
-        return configured;
-    return PathText::homeFolder() / ".local" / "share";
-}
-
 } // namespace
 
 fs::path TagStore::defaultFilePath()
@@ -42,7 +34,7 @@ fs::path TagStore::defaultFilePath()
     const QByteArray overridden = qgetenv("QUILLO_TAGS_PATH");
     if (!overridden.isEmpty())
         return fs::path(overridden.toStdString());
-    return dataHome() / "Quillo" / "tags.json";
+    return PathText::dataHome() / "Quillo" / "tags.json";
 }
 
 TagStore& TagStore::shared()
