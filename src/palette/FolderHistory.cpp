@@ -1,0 +1,223 @@
+#include "palette/FolderHistory.h"
+
+#include "core/MainThread.h"
+#include "core/PathText.h"
+#include "platform/DirectoryScanner.h"
+
+#include <QObject>
+#include <QtConcurrent/QtConcurrentRun>
+#include <algorithm>
+#include <cmath>
+#include <sqlite3.h>
+#include <system_error>
+
+namespace {
+
+constexpr const char* createTable = "CREATE TABLE IF NOT EXISTS folders (\n"
+                                    "    path TEXT PRIMARY KEY,\n"
+                                    "    rank REAL NOT NULL,\n"
+                                    "    last_access REAL NOT NULL\n"
+                                    ")";
+
+// Past this total every visit shrinks all ranks, so old folders fade out.
+constexpr double rankBudget = 10000.0;
+
+double toSeconds(const QDateTime& time)
+{
+    return static_cast<double>(time.toMSecsSinceEpoch()) / 1000.0;
+}
+
+QDateTime fromSeconds(double seconds)
+{
+    return QDateTime::fromMSecsSinceEpoch(std::llround(seconds * 1000.0), Qt::UTC);
+}
+
+} // namespace
+
+FolderHistory::FolderHistory(const std::filesystem::path& file)
+{
+    std::error_code ignored;
+    std::filesystem::create_directories(file.parent_path(), ignored);
+
+    sqlite3* db = nullptr;
+    const int opened =
+        sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    // A file that is not a database opens lazily and only fails here; it is left
+    // untouched and the history stays inert.
+    if (opened != SQLITE_OK ||
+        sqlite3_exec(db, createTable, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        sqlite3_close_v2(db);
+        return;
+    }
+    m_db = db;
+}
+
+FolderHistory::~FolderHistory()
+{
+    sqlite3_close_v2(m_db);
+}
+
+FolderHistory& FolderHistory::shared()
+{
+    // Stays open for the life of the application on purpose.
+    static auto* history = new FolderHistory(defaultFile());
+    return *history;
+}
+
+std::filesystem::path FolderHistory::defaultFile()
+{
+    const QByteArray override = qgetenv("QUILLO_HISTORY_PATH");
+    if (!override.isEmpty())
+        return std::filesystem::path(override.toStdString());
+    return PathText::dataHome() / "Quillo" / "history.sqlite";
+}
+
+bool FolderHistory::run(std::string_view sql, std::initializer_list<Value> bind)
+{
+    if (!m_db)
+        return false;
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(m_db, sql.data(), static_cast<int>(sql.size()), &statement, nullptr) !=
+        SQLITE_OK) {
+        sqlite3_finalize(statement);
+        return false;
+    }
+    int index = 1;
+    for (const Value& value : bind) {
+        if (const auto* text = std::get_if<std::string_view>(&value))
+            // Raw bytes with their length: names that are not UTF-8 must come back as they went in.
+            sqlite3_bind_text(statement, index, text->data(), static_cast<int>(text->size()),
+                              SQLITE_TRANSIENT);
+        else
+            sqlite3_bind_double(statement, index, std::get<double>(value));
+        ++index;
+    }
+    const int stepped = sqlite3_step(statement);
+    sqlite3_finalize(statement);
+    return stepped == SQLITE_DONE || stepped == SQLITE_ROW;
+}
+
+void FolderHistory::age()
+{
+    if (!m_db)
+        return;
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(m_db, "SELECT SUM(rank) FROM folders", -1, &statement, nullptr) !=
+        SQLITE_OK) {
+        sqlite3_finalize(statement);
+        return;
+    }
+    if (sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_double(statement, 0) > rankBudget) {
+        run("UPDATE folders SET rank = rank * 0.9", {});
+        run("DELETE FROM folders WHERE rank < 1", {});
+    }
+    sqlite3_finalize(statement);
+}
+
+void FolderHistory::visit(const std::filesystem::path& folder, const QDateTime& now)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    const std::string path = PathText::standardized(folder).native();
+    run("INSERT INTO folders (path, rank, last_access) VALUES (?, 1, ?)\n"
+        "ON CONFLICT(path) DO UPDATE SET rank = rank + 1, last_access = excluded.last_access",
+        {std::string_view(path), toSeconds(now)});
+    age();
+    dropCache();
+}
+
+const std::vector<FolderHistory::Entry>& FolderHistory::entries()
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    static const std::vector<Entry> none;
+    if (m_cache)
+        return *m_cache;
+    if (!m_db)
+        return none;
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(
+            m_db, "SELECT path, rank, last_access FROM folders ORDER BY rank DESC LIMIT 5000", -1,
+            &statement, nullptr) != SQLITE_OK) {
+        sqlite3_finalize(statement);
+        return none;
+    }
+    std::vector<Entry> result;
+    while (sqlite3_step(statement) == SQLITE_ROW) {
+        const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+        if (!bytes)
+            continue;
+        const std::string path(bytes, static_cast<size_t>(sqlite3_column_bytes(statement, 0)));
+        result.push_back({std::filesystem::path(path), sqlite3_column_double(statement, 1),
+                          fromSeconds(sqlite3_column_double(statement, 2))});
+    }
+    sqlite3_finalize(statement);
+    m_cache = std::move(result);
+    return *m_cache;
+}
+
+std::vector<std::filesystem::path>
+FolderHistory::missingPaths(const std::vector<std::filesystem::path>& paths)
+{
+    std::vector<std::filesystem::path> missing;
+    for (const auto& path : paths) {
+        if (!DirectoryScanner::exists(path))
+            missing.push_back(path);
+    }
+    return missing;
+}
+
+void FolderHistory::remove(const std::vector<std::filesystem::path>& paths)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    for (const auto& path : paths)
+        run("DELETE FROM folders WHERE path = ?", {std::string_view(path.native())});
+    dropCache();
+}
+
+void FolderHistory::removeMissing()
+{
+    std::vector<std::filesystem::path> paths;
+    for (const Entry& entry : entries())
+        paths.push_back(entry.path);
+    remove(missingPaths(paths));
+}
+
+QFuture<void> FolderHistory::removeMissingAsync(QObject* context)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    std::vector<std::filesystem::path> paths;
+    for (const Entry& entry : entries())
+        paths.push_back(entry.path);
+    return QtConcurrent::run([paths = std::move(paths)] { return missingPaths(paths); })
+        .then(context,
+              [this](const std::vector<std::filesystem::path>& missing) { remove(missing); });
+}
+
+void FolderHistory::clear()
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    run("DELETE FROM folders", {});
+    dropCache();
+}
+
+double FolderHistory::frecency(const Entry& entry, const QDateTime& now)
+{
+    const double age = static_cast<double>(entry.lastAccess.msecsTo(now)) / 1000.0;
+    const double weight = age < 3600 ? 4.0 : age < 86400 ? 2.0 : age < 604800 ? 0.5 : 0.25;
+    return std::log2(weight * entry.rank + 1.0);
+}
+
+std::vector<std::filesystem::path> FolderHistory::mostFrecentFolders(size_t count,
+                                                                     const QDateTime& now)
+{
+    const std::vector<Entry>& all = entries();
+    std::vector<std::pair<double, const Entry*>> scored;
+    scored.reserve(all.size());
+    for (const Entry& entry : all)
+        scored.emplace_back(frecency(entry, now), &entry);
+    std::stable_sort(scored.begin(), scored.end(),
+                     [](const auto& a, const auto& b) { return a.first > b.first; });
+    std::vector<std::filesystem::path> result;
+    for (size_t i = 0; i < scored.size() && i < count; ++i)
+        result.push_back(scored[i].second->path);
+    return result;
+}

@@ -1,0 +1,276 @@
+#include "palette/FolderHistory.h"
+
+#include "support/TempDir.h"
+
+#include <QObject>
+#include <QTest>
+#include <cmath>
+#include <functional>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const QDateTime t0 = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
+
+// Writes rows through a second connection, as another process would.
+void seed(const fs::path& file, const std::vector<std::pair<std::string, double>>& rows)
+{
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+    for (const auto& [path, rank] : rows) {
+        sqlite3_stmt* statement = nullptr;
+        ASSERT_EQ(
+            sqlite3_prepare_v2(db, "INSERT INTO folders VALUES (?, ?, 0)", -1, &statement, nullptr),
+            SQLITE_OK);
+        sqlite3_bind_text(statement, 1, path.data(), int(path.size()), SQLITE_TRANSIENT);
+        sqlite3_bind_double(statement, 2, rank);
+        EXPECT_EQ(sqlite3_step(statement), SQLITE_DONE);
+        sqlite3_finalize(statement);
+    }
+    sqlite3_close(db);
+}
+
+std::vector<fs::path> paths(const std::vector<FolderHistory::Entry>& entries)
+{
+    std::vector<fs::path> result;
+    for (const auto& entry : entries)
+        result.push_back(entry.path);
+    return result;
+}
+
+void expectInert(FolderHistory& history)
+{
+    EXPECT_FALSE(history.isOpen());
+    history.visit("/somewhere", t0);
+    history.removeMissing();
+    history.clear();
+    EXPECT_TRUE(history.entries().empty());
+    EXPECT_TRUE(history.mostFrecentFolders(10, t0).empty());
+}
+
+} // namespace
+
+TEST(FolderHistoryTest, VisitsCountUpAndKeepTheLatestTime)
+{
+    TempDir dir;
+    FolderHistory history(dir / "history.sqlite");
+    history.visit("/data/./photos/../music/", t0);
+    ASSERT_EQ(history.entries(), (std::vector<FolderHistory::Entry>{{"/data/music", 1.0, t0}}));
+
+    for (int i = 1; i <= 4; ++i)
+        history.visit("/data/music", t0.addSecs(60 * i));
+    const std::vector<FolderHistory::Entry> expected{{"/data/music", 5.0, t0.addSecs(240)}};
+    EXPECT_EQ(history.entries(), expected);
+
+    // Read back from disk by a fresh connection, milliseconds included.
+    history.visit("/other", t0.addMSecs(1234));
+    FolderHistory reopened(dir / "history.sqlite");
+    const std::vector<FolderHistory::Entry> onDisk{{"/data/music", 5.0, t0.addSecs(240)},
+                                                   {"/other", 1.0, t0.addMSecs(1234)}};
+    EXPECT_EQ(reopened.entries(), onDisk);
+    EXPECT_EQ(reopened.entries().front().lastAccess.timeSpec(), Qt::UTC);
+}
+
+TEST(FolderHistoryTest, AgingStartsPastTheRankBudget)
+{
+    struct Case {
+        const char* name;
+        std::vector<std::pair<std::string, double>> seeded;
+        std::vector<std::pair<std::string, double>> expected; // after one visit of "/new"
+    };
+    const std::vector<Case> cases{
+        {"total exactly 10000.0: nothing decays",
+         {{"/a", 9998.0}, {"/b", 1.0}},
+         {{"/a", 9998.0}, {"/b", 1.0}, {"/new", 1.0}}},
+        {"total 10000.5: all times 0.9, rows below 1 forgotten",
+         {{"/a", 9998.4}, {"/b", 1.1}, {"/c", 1.2}},
+         {{"/a", 9998.4 * 0.9}, {"/c", 1.2 * 0.9}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TempDir dir;
+        {
+            FolderHistory create(dir / "h.sqlite");
+        }
+        seed(dir / "h.sqlite", c.seeded);
+        FolderHistory history(dir / "h.sqlite");
+        history.visit("/new", t0);
+        const auto& entries = history.entries();
+        ASSERT_EQ(entries.size(), c.expected.size());
+        for (size_t i = 0; i < entries.size(); ++i) {
+            EXPECT_EQ(entries[i].path, c.expected[i].first);
+            EXPECT_NEAR(entries[i].rank, c.expected[i].second, 1e-9);
+        }
+    }
+}
+
+TEST(FolderHistoryTest, FrecencyWeightsByAge)
+{
+    struct Case {
+        const char* name;
+        qint64 ageSeconds;
+        double rank;
+        double expected;
+    };
+    const std::vector<Case> cases{
+        {"59 minutes", 59 * 60, 3, std::log2(13.0)},
+        {"exactly one hour", 3600, 3, std::log2(7.0)},
+        {"23 hours", 23 * 3600, 3, std::log2(7.0)},
+        {"exactly one day", 86400, 3, std::log2(2.5)},
+        {"exactly one week", 604800, 3, std::log2(1.75)},
+        {"8 days", 8 * 86400, 3, std::log2(1.75)},
+        {"fractional rank", 10, 0.5, std::log2(3.0)},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const FolderHistory::Entry entry{"/x", c.rank, t0};
+        EXPECT_DOUBLE_EQ(FolderHistory::frecency(entry, t0.addSecs(c.ageSeconds)), c.expected);
+    }
+    EXPECT_NEAR(FolderHistory::frecency({"/x", 3, t0}, t0.addSecs(59 * 60)), 3.70, 0.005);
+    EXPECT_NEAR(FolderHistory::frecency({"/x", 3, t0}, t0.addDays(8)), 0.81, 0.005);
+}
+
+TEST(FolderHistoryTest, MostFrecentFoldersPreferRecentOverFrequent)
+{
+    TempDir dir;
+    FolderHistory history(dir / "h.sqlite");
+    for (int i = 0; i < 10; ++i)
+        history.visit("/often", t0);          // rank 10, 10 days old: log2(3.5)
+    history.visit("/recent", t0.addDays(10)); // rank 1, fresh: log2(5)
+    history.visit("/old", t0);                // rank 1, old: log2(1.25)
+    const QDateTime now = t0.addDays(10);
+    EXPECT_EQ(history.mostFrecentFolders(5, now),
+              (std::vector<fs::path>{"/recent", "/often", "/old"}));
+    EXPECT_EQ(history.mostFrecentFolders(1, now), (std::vector<fs::path>{"/recent"}));
+}
+
+TEST(FolderHistoryTest, EnvironmentPathIntoMissingFolderIsCreated)
+{
+    TempDir dir;
+    const fs::path file = dir / "not/yet/history.sqlite";
+    qputenv("QUILLO_HISTORY_PATH", QByteArray::fromStdString(file.native()));
+    EXPECT_EQ(FolderHistory::defaultFile(), file);
+    FolderHistory& shared = FolderHistory::shared();
+    EXPECT_EQ(&shared, &FolderHistory::shared());
+    shared.visit(dir.path(), t0);
+    qunsetenv("QUILLO_HISTORY_PATH");
+
+    EXPECT_TRUE(fs::is_regular_file(file));
+    EXPECT_EQ(paths(FolderHistory(file).entries()), std::vector<fs::path>{dir.path()});
+    EXPECT_EQ(FolderHistory::defaultFile().filename(), "history.sqlite");
+    EXPECT_EQ(FolderHistory::defaultFile().parent_path().filename(), "Quillo");
+}
+
+TEST(FolderHistoryTest, UnusableFileLeavesAnInertHistory)
+{
+    TempDir dir;
+    dir.file("plain", "x");
+    {
+        SCOPED_TRACE("parent is a regular file");
+        FolderHistory history(dir / "plain/history.sqlite");
+        expectInert(history);
+    }
+    {
+        SCOPED_TRACE("a folder in the file's place");
+        const fs::path folder = dir.folder("taken");
+        FolderHistory history(folder);
+        expectInert(history);
+        EXPECT_TRUE(fs::is_empty(folder));
+    }
+    struct Corrupt {
+        const char* name;
+        std::string bytes;
+    };
+    for (const Corrupt& c : {Corrupt{"short text", "not a database\n"},
+                             Corrupt{"4 KiB of garbage", std::string(4096, '\xA5')}}) {
+        SCOPED_TRACE(c.name);
+        const fs::path file = dir.file("corrupt.sqlite", c.bytes);
+        {
+            FolderHistory history(file);
+            expectInert(history);
+        }
+        EXPECT_EQ(readFile(file), c.bytes); // left for the user, never replaced
+    }
+}
+
+TEST(FolderHistoryTest, OddNamesRoundTripByteExact)
+{
+    TempDir dir;
+    const fs::path invalid = dir.folder("bad\xff\xfe name");
+    const fs::path newline = dir.folder("line\nbreak");
+    const fs::path file = dir / "h.sqlite";
+    {
+        FolderHistory history(file);
+        history.visit(invalid, t0);
+        history.visit(invalid, t0);
+        history.visit(newline, t0);
+        EXPECT_EQ(paths(history.entries()), (std::vector<fs::path>{invalid, newline}));
+    }
+    FolderHistory history(file);
+    EXPECT_EQ(paths(history.entries()), (std::vector<fs::path>{invalid, newline}));
+    history.removeMissing(); // both exist under their raw names
+    EXPECT_EQ(history.entries().size(), 2u);
+    fs::remove(invalid);
+    history.removeMissing();
+    EXPECT_EQ(paths(history.entries()), std::vector<fs::path>{newline});
+}
+
+TEST(FolderHistoryTest, EveryWriteDropsTheCache)
+{
+    struct Case {
+        const char* name;
+        std::function<void(FolderHistory&, const TempDir&)> write;
+        std::vector<std::string> expected;
+    };
+    const std::vector<Case> cases{
+        {"visit",
+         [](FolderHistory& h, const TempDir& d) { h.visit(d / "c", t0); },
+         {"a", "b", "c"}},
+        {"removeMissing", [](FolderHistory& h, const TempDir&) { h.removeMissing(); }, {"a", "b"}},
+        {"clear", [](FolderHistory& h, const TempDir&) { h.clear(); }, {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TempDir dir;
+        dir.folder("a");
+        dir.folder("b");
+        dir.folder("c");
+        FolderHistory history(dir / "h.sqlite");
+        history.visit(dir / "a", t0);
+        history.visit(dir / "a", t0);
+        ASSERT_EQ(history.entries().size(), 1u);
+        seed(dir / "h.sqlite", {{(dir / "b").native(), 1.5}});
+        EXPECT_EQ(history.entries().size(), 1u) << "reads come from memory";
+
+        c.write(history, dir);
+        std::vector<fs::path> expected;
+        for (const auto& name : c.expected)
+            expected.push_back(dir / name);
+        EXPECT_EQ(paths(history.entries()), expected);
+    }
+}
+
+TEST(FolderHistoryTest, AsynchronousRemovalAppliesOnTheContextThread)
+{
+    TempDir dir;
+    const fs::path kept = dir.folder("kept");
+    FolderHistory history(dir / "h.sqlite");
+    history.visit(kept, t0);
+    history.visit(dir / "gone", t0);
+    {
+        SCOPED_TRACE("context gone first: nothing deleted");
+        auto* context = new QObject;
+        QFuture<void> future = history.removeMissingAsync(context);
+        delete context;
+        ASSERT_TRUE(QTest::qWaitFor([&] { return future.isFinished(); }));
+        QCoreApplication::processEvents();
+        EXPECT_EQ(history.entries().size(), 2u);
+    }
+    QObject context;
+    QFuture<void> future = history.removeMissingAsync(&context);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return future.isFinished(); }));
+    EXPECT_EQ(paths(history.entries()), std::vector<fs::path>{kept});
+}

@@ -1,0 +1,79 @@
+#include "palette/Romaji.h"
+
+#include "palette/FuzzyMatcher.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+TEST(RomajiTest, TranscribesJapaneseTitles)
+{
+    struct Case {
+        QString text;
+        QString expected;
+    };
+    const Case cases[] = {
+        {u"新規フォルダ"_s, u"shinkiforuda"_s},
+        {u"ゴミ箱に入れる"_s, u"gomibakoniireru"_s},
+        {u"コピー"_s, u"kopi"_s},
+        {u"Copy File"_s, u"copyfile"_s},
+        {u"Café  Menü"_s, u"cafemenu"_s},
+        {u"新規 Folder"_s, u"shinkifolder"_s},
+        {u"ＡＢＣ　ファイル"_s, u"abcfairu"_s},
+        {u"ABC Report 2024"_s, u"abcreport2024"_s},
+        {u"東京タワー"_s, u"toukyoutawa"_s},
+        {u""_s, u""_s},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text.toStdString());
+        EXPECT_EQ(Romaji::transcribe(c.text), c.expected);
+    }
+}
+
+TEST(RomajiTest, TypedLatinFindsJapaneseTitle)
+{
+    EXPECT_TRUE(FuzzyMatcher::match(u"shinki"_s, Romaji::transcribe(u"新規フォルダ"_s)));
+    EXPECT_TRUE(FuzzyMatcher::match(u"gomibako"_s, Romaji::transcribe(u"ゴミ箱に入れる"_s)));
+    EXPECT_TRUE(FuzzyMatcher::match(u"kopi"_s, Romaji::transcribe(u"コピー"_s)));
+}
+
+TEST(RomajiTest, KanaOnlyPathLeavesKanji)
+{
+    struct Case {
+        QString text;
+        QString expected;
+    };
+    const Case cases[] = {
+        {u"コピー"_s, u"kopi"_s},
+        {u"ゴミ箱に入れる"_s, u"gomi箱ni入reru"_s},
+        {u"New Folder"_s, u"newfolder"_s},
+        {u"Ébauche"_s, u"ebauche"_s},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text.toStdString());
+        EXPECT_EQ(Romaji::transcribeKanaOnly(c.text), c.expected);
+    }
+}
+
+TEST(RomajiTest, ConcurrentCallsAgree)
+{
+    const QString expected = Romaji::transcribe(u"ゴミ箱に入れる"_s);
+    std::vector<std::thread> threads;
+    std::atomic<int> mismatches = 0;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 50; ++i) {
+                if (Romaji::transcribe(u"ゴミ箱に入れる"_s) != expected)
+                    ++mismatches;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(mismatches, 0);
+}
+
+} // namespace
