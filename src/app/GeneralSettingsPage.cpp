@@ -1,8 +1,12 @@
 #include "app/GeneralSettingsPage.h"
 
 #include "core/Preferences.h"
+#include "palette/FolderHistory.h"
 
 #include <QCheckBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 GeneralSettingsPage::GeneralSettingsPage(QWidget* parent)
@@ -30,6 +34,7 @@ GeneralSettingsPage::GeneralSettingsPage(QWidget* parent)
     addSetting(
         QStringLiteral("フォルダをタグの色で表示"), QStringLiteral("colorFoldersByTag"),
         [&p] { return p.colorFoldersByTag(); }, [&p](bool on) { p.setColorFoldersByTag(on); });
+    addHistoryButtons();
     layout->addStretch(1);
     // A menu or a dialog elsewhere may change the same keys while this page is open.
     connect(&p, &Preferences::changed, this, &GeneralSettingsPage::refresh);
@@ -44,6 +49,24 @@ void GeneralSettingsPage::addSetting(const QString& label, const QString& name,
     connect(box, &QCheckBox::toggled, this, [write = std::move(write)](bool on) { write(on); });
     layout()->addWidget(box);
     m_bindings.push_back({box, std::move(read)});
+}
+
+void GeneralSettingsPage::addHistoryButtons()
+{
+    auto* row = new QHBoxLayout;
+    auto* clear = new QPushButton(QStringLiteral("履歴を消去"), this);
+    clear->setObjectName(QStringLiteral("clearFolderHistory"));
+    auto* prune = new QPushButton(QStringLiteral("存在しないフォルダを削除"), this);
+    prune->setObjectName(QStringLiteral("removeMissingFolders"));
+    connect(clear, &QPushButton::clicked, this, [] { FolderHistory::shared().clear(); });
+    // The folders are tested off the main thread; the rows go when the answer is back.
+    connect(prune, &QPushButton::clicked, this,
+            [this] { FolderHistory::shared().removeMissingAsync(this); });
+    row->addWidget(new QLabel(QStringLiteral("フォルダの履歴:"), this));
+    row->addWidget(clear);
+    row->addWidget(prune);
+    row->addStretch(1);
+    static_cast<QVBoxLayout*>(layout())->addLayout(row);
 }
 
 void GeneralSettingsPage::refresh()

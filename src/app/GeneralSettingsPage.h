@@ -20,6 +20,8 @@ private:
     void addSetting(const QString& label, const QString& name, std::function<bool()> read,
                     std::function<void(bool)> write);
     void refresh();
+    // Clearing and pruning the folder history that the palette ranks folders by.
+    void addHistoryButtons();
 
     std::vector<Binding> m_bindings;
 };

@@ -3,9 +3,15 @@
 #include "core/Location.h"
 #include "files/FileNode.h"
 #include "operations/FileOperationManager.h"
+#include "palette/FolderHistory.h"
 #include "tags/TagStore.h"
 
+#include <QDateTime>
 #include <QPointer>
+
+namespace {
+constexpr size_t kSearchedFolders = 50;
+} // namespace
 
 namespace TagIntegration {
 
@@ -21,6 +27,11 @@ void install(TagStore& store)
     });
     QObject::connect(&FileOperationManager::shared(), &FileOperationManager::itemsMoved, &store,
                      &TagStore::itemsMoved, Qt::UniqueConnection);
+    // Items moved by other programs are looked for in the folders used most, too.
+    store.setSearchFolders([] {
+        return FolderHistory::shared().mostFrecentFolders(kSearchedFolders,
+                                                          QDateTime::currentDateTimeUtc());
+    });
 }
 
 } // namespace TagIntegration

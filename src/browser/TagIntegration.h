@@ -3,8 +3,9 @@
 class TagStore;
 
 // Plugs the tag store into the layers below it, which know nothing of tags: the
-// nodes' tag sort keys, the names of tag locations, and moves made by the
-// operation manager. Called once at start-up (and by tests that need it).
+// nodes' tag sort keys, the names of tag locations, moves made by the operation
+// manager, and the most used folders to look in for items moved elsewhere. Called once at start-up
+// (and by tests that need it).
 namespace TagIntegration {
 
 void install(TagStore& store);

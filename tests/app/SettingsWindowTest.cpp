@@ -2,11 +2,13 @@
 
 #include "app/Theme.h"
 #include "core/Preferences.h"
+#include "palette/FolderHistory.h"
 #include "support/TempDir.h"
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QCheckBox>
+#include <QDateTime>
 #include <QRadioButton>
 #include <QTabWidget>
 #include <QTest>
@@ -111,6 +113,27 @@ TEST_F(SettingsWindowTest, AccentSwatchesWorkFromTheKeyboard)
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
     EXPECT_EQ(Theme::shared().accentHex(), presets[3].hex);
     Theme::shared().setAccentHex(std::nullopt);
+}
+
+TEST_F(SettingsWindowTest, FolderHistoryIsClearedAndPrunedFromTheGeneralPage)
+{
+    TempDir dir;
+    const auto kept = dir.folder("kept"), gone = dir.folder("gone");
+    FolderHistory& history = FolderHistory::shared();
+    history.clear();
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    history.visit(kept, now);
+    history.visit(gone, now);
+    std::filesystem::remove(gone);
+    SettingsWindow window;
+    auto* prune = window.findChild<QAbstractButton*>(QStringLiteral("removeMissingFolders"));
+    auto* clear = window.findChild<QAbstractButton*>(QStringLiteral("clearFolderHistory"));
+    ASSERT_TRUE(prune && clear);
+    prune->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return history.entries().size() == 1; }));
+    EXPECT_EQ(history.entries().front().path, kept);
+    clear->click();
+    EXPECT_TRUE(history.entries().empty());
 }
 
 TEST_F(SettingsWindowTest, OneSharedWindowThatEscapeCloses)
