@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QHash>
+#include <QPainter>
 #include <QStyle>
 
 namespace IconCache {
@@ -73,6 +74,30 @@ QIcon tinted(const QString& iconName, const QString& color)
         icon.addPixmap(QPixmap::fromImage(tintedImage(pixmap.toImage(), tint)));
     }
     cache.insert(key, icon);
+    return icon;
+}
+
+QIcon dot(const QString& color)
+{
+    static QHash<QString, QIcon> cache;
+    if (auto found = cache.constFind(color); found != cache.constEnd())
+        return *found;
+    const QColor fill = QColor::fromString(color);
+    QIcon icon;
+    // Drawn for normal and double density, so that it stays round on both.
+    for (int size : {16, 32}) {
+        const qreal rim = size / 16.0;
+        QPixmap pixmap(size, size);
+        pixmap.fill(Qt::transparent);
+        QPainter painter(&pixmap);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(fill.isValid() ? fill.darker(130) : QColor(Qt::gray), rim));
+        painter.setBrush(fill.isValid() ? fill : QColor(Qt::transparent));
+        painter.drawEllipse(QRectF(2 * rim, 2 * rim, size - 4 * rim, size - 4 * rim));
+        painter.end();
+        icon.addPixmap(pixmap);
+    }
+    cache.insert(color, icon);
     return icon;
 }
 

@@ -1,5 +1,6 @@
 #include "browser/PathBar.h"
 
+#include "browser/IconCache.h"
 #include "core/PathText.h"
 #include "platform/DirectoryScanner.h"
 #include "tags/TagStore.h"
@@ -9,7 +10,6 @@
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLineEdit>
-#include <QPainter>
 #include <QStackedLayout>
 #include <QToolButton>
 #include <QtConcurrent>
@@ -43,24 +43,6 @@ void PathBar::setLocation(const Location& location)
     rebuildSegments();
 }
 
-namespace {
-
-// A dot in the tag's colour, as the sidebar and the tags column show it.
-QIcon tagIcon(const QUuid& id)
-{
-    const auto tag = TagStore::shared().tag(id);
-    QPixmap dot(16, 16);
-    dot.fill(Qt::transparent);
-    QPainter painter(&dot);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(tag ? QColor::fromString(tag->color) : QColor(Qt::gray));
-    painter.drawEllipse(QRectF(3, 3, 10, 10));
-    return QIcon(dot);
-}
-
-} // namespace
-
 void PathBar::rebuildSegments()
 {
     while (QLayoutItem* item = m_segmentLayout->takeAt(0)) {
@@ -70,7 +52,8 @@ void PathBar::rebuildSegments()
     if (m_location.isTag()) {
         auto* label = new QToolButton(m_segments);
         label->setText(m_location.displayName());
-        label->setIcon(tagIcon(m_location.tagId()));
+        const auto tag = TagStore::shared().tag(m_location.tagId());
+        label->setIcon(IconCache::dot(tag ? tag->color : QString()));
         label->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
         label->setAutoRaise(true);
         m_segmentLayout->addWidget(label);

@@ -7,8 +7,6 @@
 
 #include <QHash>
 #include <QIcon>
-#include <QPainter>
-#include <QPixmap>
 
 namespace fs = std::filesystem;
 
@@ -19,29 +17,6 @@ const QString kMissingTagText = QStringLiteral("このタグは削除されて�
 // Subsections within subsections, as deep as anyone would nest them; the limit
 // only guards against a stored cycle.
 constexpr int kMaxDepth = 16;
-
-QIcon dotIcon(const QString& color)
-{
-    static QHash<QString, QIcon> cache;
-    if (auto found = cache.constFind(color); found != cache.constEnd())
-        return *found;
-    QIcon icon;
-    for (const int size : {16, 32}) {
-        QPixmap pixmap(size, size);
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor(color));
-        const qreal diameter = size * 0.625;
-        const qreal margin = (size - diameter) / 2;
-        painter.drawEllipse(QRectF(margin, margin, diameter, diameter));
-        painter.end();
-        icon.addPixmap(pixmap);
-    }
-    cache.insert(color, icon);
-    return icon;
-}
 
 QIcon symbolIcon(const QString& symbol)
 {
@@ -242,7 +217,7 @@ QVariant SidebarModel::data(const QModelIndex& index, int role) const
         if (node->kind == RowKind::section)
             return {};
         if (node->tagID())
-            return dotIcon(node->color.isEmpty() ? QStringLiteral("#8E8E93") : node->color);
+            return IconCache::dot(node->color.isEmpty() ? QStringLiteral("#8E8E93") : node->color);
         return symbolIcon(node->item.symbol);
     case Qt::ToolTipRole:
         if (node->kind == RowKind::tag)

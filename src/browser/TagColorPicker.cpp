@@ -1,11 +1,10 @@
 #include "browser/TagColorPicker.h"
 
+#include "browser/IconCache.h"
 #include "tags/Tag.h"
 
 #include <QColorDialog>
 #include <QMenu>
-#include <QPainter>
-#include <QPixmap>
 #include <QPointer>
 
 namespace {
@@ -31,28 +30,11 @@ const QList<TagColorPicker::Preset>& TagColorPicker::presets()
     return list;
 }
 
-QIcon TagColorPicker::dot(const QString& color, int size)
-{
-    // Drawn at twice the size so that it stays round on high-density screens.
-    const int scale = 2;
-    QPixmap pixmap(size * scale, size * scale);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const QColor fill(color);
-    painter.setPen(QPen(fill.isValid() ? fill.darker(130) : QColor(Qt::gray), scale));
-    painter.setBrush(fill.isValid() ? fill : QColor(Qt::transparent));
-    painter.drawEllipse(QRectF(scale, scale, (size - 2) * scale, (size - 2) * scale));
-    painter.end();
-    pixmap.setDevicePixelRatio(scale);
-    return QIcon(pixmap);
-}
-
 void TagColorPicker::fillMenu(QMenu* menu, const QString& current, QWidget* dialogParent,
                               std::function<void(const QString&)> chosen)
 {
     for (const Preset& preset : presets()) {
-        QAction* action = menu->addAction(dot(preset.hex), preset.name);
+        QAction* action = menu->addAction(IconCache::dot(preset.hex), preset.name);
         action->setCheckable(true);
         action->setChecked(preset.hex.compare(current, Qt::CaseInsensitive) == 0);
         QObject::connect(action, &QAction::triggered, menu,
@@ -98,5 +80,5 @@ void TagColorPicker::setColor(const QString& color)
     if (color == m_color && !icon().isNull())
         return;
     m_color = color;
-    setIcon(dot(color));
+    setIcon(IconCache::dot(color));
 }

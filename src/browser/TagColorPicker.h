@@ -18,7 +18,6 @@ public:
     };
     static const QList<Preset>& presets();
     // A filled circle of the colour, for rows and buttons.
-    static QIcon dot(const QString& color, int size = 12);
     // The named colours as checkable actions (the current one checked), then
     // "その他の色…". `chosen` gets "#RRGGBB".
     static void fillMenu(QMenu* menu, const QString& current, QWidget* dialogParent,

@@ -1,5 +1,6 @@
 #include "browser/TagEditorDialog.h"
 
+#include "browser/IconCache.h"
 #include "browser/TagColorPicker.h"
 #include "core/PathText.h"
 #include "core/TextFolding.h"
@@ -202,7 +203,7 @@ void TagEditorDialog::refresh()
                                                              : Qt::Unchecked;
         if (row->data(0, Qt::CheckStateRole) != QVariant(state))
             row->setCheckState(0, state);
-        row->setIcon(0, TagColorPicker::dot(tag.color));
+        row->setIcon(0, IconCache::dot(tag.color));
         if (auto* picker = qobject_cast<TagColorPicker*>(m_list->itemWidget(row, 1)))
             picker->setColor(tag.color);
     }

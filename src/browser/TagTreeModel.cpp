@@ -1,6 +1,6 @@
 #include "browser/TagTreeModel.h"
 
-#include "browser/TagColorPicker.h"
+#include "browser/IconCache.h"
 #include "tags/TagStore.h"
 
 #include <QHash>
@@ -143,7 +143,7 @@ QVariant TagTreeModel::data(const QModelIndex& index, int role) const
     case Qt::EditRole:
         return node->leafName;
     case Qt::DecorationRole:
-        return TagColorPicker::dot(node->color);
+        return IconCache::dot(node->color);
     case Qt::ToolTipRole:
     case NameRole:
         return node->name;
