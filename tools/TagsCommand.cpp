@@ -6,7 +6,6 @@
 #include "tags/TagTree.h"
 
 #include <QString>
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -21,16 +20,9 @@ void write(const std::string& text, FILE* stream)
 
 std::string tagColumns(const TagTree& tree, const TaggedItem& item)
 {
-    std::vector<int> positions;
-    for (const QUuid& id : item.tagIDs) {
-        const int p = tree.sortedPosition(id);
-        if (p >= 0)
-            positions.push_back(p);
-    }
-    std::sort(positions.begin(), positions.end());
     std::string out;
-    for (int p : positions)
-        out += '\t' + tree.sortedTags()[p].name.toStdString();
+    for (const Tag& tag : tree.inSortedOrder(item.tagIDs))
+        out += '\t' + tag.name.toStdString();
     return out;
 }
 

@@ -9,8 +9,9 @@
 
 namespace fs = std::filesystem;
 
-TagSaver::TagSaver(fs::path file)
+TagSaver::TagSaver(fs::path file, bool setAsideFirst)
     : m_file(std::move(file))
+    , m_setAside(setAsideFirst)
     , m_thread([this] { run(); })
 {
 }

@@ -15,7 +15,9 @@
 // written, newer ones replace each other and only the latest is written next.
 class TagSaver {
 public:
-    explicit TagSaver(std::filesystem::path file);
+    // `setAsideFirst`: the file on disk could not be understood; it is kept beside
+    // under another name before the first write replaces it.
+    TagSaver(std::filesystem::path file, bool setAsideFirst);
     ~TagSaver(); // writes what is pending first
 
     struct Snapshot {
@@ -24,9 +26,6 @@ public:
         bool manualOrder = false;
     };
 
-    // The file on disk could not be understood: keep it beside under another
-    // name before the first write replaces it.
-    void setAsideBeforeWriting() { m_setAside = true; }
     void schedule(Snapshot snapshot);
     // Returns once everything scheduled so far is written (or failed).
     void waitUntilWritten();
@@ -36,7 +35,7 @@ private:
     void write(const Snapshot& snapshot);
 
     const std::filesystem::path m_file;
-    bool m_setAside = false; // only touched by the writer thread after start
+    bool m_setAside; // only touched by the writer thread once it runs
     std::mutex m_mutex;
     std::condition_variable m_wake;
     std::condition_variable m_idle;

@@ -46,15 +46,14 @@ TagStore& TagStore::shared()
 TagStore::TagStore(Path file, QObject* parent)
     : QObject(parent)
     , m_file(std::move(file))
-    , m_saver(std::make_unique<TagSaver>(m_file))
 {
     TagLibraryFile::Reading reading = TagLibraryFile::read(m_file);
-    if (reading.status == TagLibraryFile::ReadStatus::unusable ||
-        reading.status == TagLibraryFile::ReadStatus::damaged) {
+    const bool unreadable = reading.status == TagLibraryFile::ReadStatus::unusable ||
+                            reading.status == TagLibraryFile::ReadStatus::damaged;
+    if (unreadable)
         qWarning().noquote() << "tags file" << QString::fromStdString(m_file.native()) << ":"
                              << reading.problem;
-        m_saver->setAsideBeforeWriting();
-    }
+    m_saver = std::make_unique<TagSaver>(m_file, unreadable);
     m_tree = TagTree(std::move(reading.library.tags), reading.library.manualOrder);
     m_items = std::move(reading.library.items);
     ensureFavoritesTag();
@@ -98,44 +97,16 @@ void TagStore::ensureFavoritesTag()
     save(false);
 }
 
-QList<Tag> TagStore::explicitTagsOf(const TaggedItem& item) const
-{
-    QList<int> positions;
-    positions.reserve(item.tagIDs.size());
-    for (const QUuid& id : item.tagIDs) {
-        const int p = m_tree.sortedPosition(id);
-        if (p >= 0)
-            positions.append(p);
-    }
-    std::sort(positions.begin(), positions.end());
-    QList<Tag> result;
-    result.reserve(positions.size());
-    for (int p : positions)
-        result.append(m_tree.sortedTags()[p]);
-    return result;
-}
-
 QList<Tag> TagStore::explicitTags(const Path& path) const
 {
     const auto found = m_items.constFind(key(path));
-    return found == m_items.constEnd() ? QList<Tag>() : explicitTagsOf(found.value());
+    return found == m_items.constEnd() ? QList<Tag>() : m_tree.inSortedOrder(found->tagIDs);
 }
 
 QList<Tag> TagStore::tags(const Path& path) const
 {
     const auto found = m_items.constFind(key(path));
-    if (found == m_items.constEnd())
-        return {};
-    QList<int> positions;
-    for (const QUuid& id : found->tagIDs)
-        positions += m_tree.selfAndAncestorPositions(id);
-    std::sort(positions.begin(), positions.end());
-    positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
-    QList<Tag> result;
-    result.reserve(positions.size());
-    for (int p : positions)
-        result.append(m_tree.sortedTags()[p]);
-    return result;
+    return found == m_items.constEnd() ? QList<Tag>() : m_tree.withAncestors(found->tagIDs);
 }
 
 bool TagStore::hasTag(const QUuid& tagID, const Path& path) const
@@ -160,7 +131,7 @@ std::optional<QString> TagStore::folderColor(const Path& path) const
     const auto found = m_items.constFind(key(path));
     if (found == m_items.constEnd())
         return std::nullopt;
-    for (const Tag& tag : explicitTagsOf(found.value())) {
+    for (const Tag& tag : m_tree.inSortedOrder(found->tagIDs)) {
         if (tag.id != favoritesID)
             return tag.color;
     }
@@ -226,7 +197,7 @@ std::optional<Tag> TagStore::createTag(const QString& name, const std::optional<
     if (!created)
         return std::nullopt;
     if (created->isNew)
-        changed();
+        save();
     return created->tag;
 }
 
@@ -236,14 +207,14 @@ bool TagStore::renameTag(const QUuid& id, const QString& name)
     if (!m_tree.rename(id, name))
         return false;
     if (m_tree.tag(id) != before)
-        changed();
+        save();
     return true;
 }
 
 void TagStore::setColor(const QUuid& id, const QString& color)
 {
     if (m_tree.setColor(id, color))
-        changed();
+        save();
 }
 
 void TagStore::deleteTag(const QUuid& id)
@@ -252,7 +223,7 @@ void TagStore::deleteTag(const QUuid& id)
     if (removed.isEmpty())
         return;
     stripIDs(removed);
-    changed();
+    save();
 }
 
 void TagStore::stripIDs(const QSet<QUuid>& ids)
@@ -285,7 +256,7 @@ void TagStore::assign(const QUuid& tagID, const std::vector<Path>& paths)
     }
     if (!any)
         return;
-    changed();
+    save();
     refreshBookmarks(std::move(added));
 }
 
@@ -303,7 +274,7 @@ void TagStore::unassign(const QUuid& tagID, const std::vector<Path>& paths)
         any = true;
     }
     if (any)
-        changed();
+        save();
 }
 
 void TagStore::toggle(const QUuid& tagID, const std::vector<Path>& paths)
@@ -322,13 +293,8 @@ bool TagStore::moveTag(const QUuid& id, const std::optional<QUuid>& under,
 {
     if (!m_tree.move(id, under, at))
         return false;
-    changed();
+    save();
     return true;
-}
-
-void TagStore::changed(bool notify)
-{
-    save(notify);
 }
 
 void TagStore::save(bool notify)
@@ -419,7 +385,7 @@ void TagStore::itemsMoved(const std::vector<std::pair<Path, Path>>& moves)
     }
     for (TaggedItem& item : taken)
         m_items.insert(item.path, std::move(item));
-    changed();
+    save();
     refreshBookmarks(std::move(moved));
 }
 
@@ -492,7 +458,7 @@ int TagStore::applyFound(const std::vector<MovedItemSearch::Found>& found)
         ++moved;
     }
     if (moved > 0)
-        changed();
+        save();
     refreshBookmarks(std::move(refresh));
     return moved;
 }

@@ -116,7 +116,6 @@ Q_SIGNALS:
     void tagsChanged();
 
 private:
-    void changed(bool notify = true);
     void ensureFavoritesTag();
     void stripIDs(const QSet<QUuid>& ids);
     // Makes bookmarks (key, path on disk) off the main thread, then saves quietly.
@@ -124,7 +123,6 @@ private:
     std::vector<std::pair<QString, QString>>
     rekeyedItems(const QHash<QString, QString>& renamed) const;
     int applyFound(const std::vector<MovedItemSearch::Found>& found);
-    QList<Tag> explicitTagsOf(const TaggedItem& item) const;
 
     Path m_file;
     TagTree m_tree;

@@ -100,6 +100,36 @@ int TagTree::indexOf(const QUuid& id) const
     return -1;
 }
 
+QList<Tag> TagTree::atPositions(QList<int> positions) const
+{
+    std::sort(positions.begin(), positions.end());
+    positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
+    QList<Tag> result;
+    result.reserve(positions.size());
+    for (int p : positions)
+        result.append(m_sorted[p]);
+    return result;
+}
+
+QList<Tag> TagTree::inSortedOrder(const TagIDSet& ids) const
+{
+    QList<int> positions;
+    positions.reserve(ids.size());
+    for (const QUuid& id : ids) {
+        if (const int p = sortedPosition(id); p >= 0)
+            positions.append(p);
+    }
+    return atPositions(std::move(positions));
+}
+
+QList<Tag> TagTree::withAncestors(const TagIDSet& ids) const
+{
+    QList<int> positions;
+    for (const QUuid& id : ids)
+        positions += selfAndAncestorPositions(id);
+    return atPositions(std::move(positions));
+}
+
 std::optional<Tag> TagTree::tag(const QUuid& id) const
 {
     const int p = sortedPosition(id);

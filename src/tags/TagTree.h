@@ -26,6 +26,10 @@ public:
     int sortedPosition(const QUuid& id) const;
     // Positions in sortedTags of the tag and every ancestor that exists.
     const QList<int>& selfAndAncestorPositions(const QUuid& id) const;
+    // The tags with these ids, in sortedTags order; unknown ids are left out.
+    QList<Tag> inSortedOrder(const TagIDSet& ids) const;
+    // The same with every ancestor of each, once each.
+    QList<Tag> withAncestors(const TagIDSet& ids) const;
 
     std::optional<Tag> tag(const QUuid& id) const;
     // Case-insensitive.
@@ -57,6 +61,8 @@ public:
 
 private:
     void rebuild();
+    // The tags at these positions of sortedTags, sorted, each once.
+    QList<Tag> atPositions(QList<int> positions) const;
     int indexOf(const QUuid& id) const;
     void insertNew(const Tag& tag);
     bool nameTakenByOther(const QString& name, const QUuid& except) const;
