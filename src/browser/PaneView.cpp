@@ -1,9 +1,9 @@
 #include "browser/PaneView.h"
 
 #include "browser/FileListModel.h"
+#include "browser/FilterBar.h"
 #include "browser/NameDelegate.h"
 #include "browser/PaneFileActions.h"
-#include "browser/FilterBar.h"
 #include "browser/PaneFilter.h"
 #include "browser/PaneInsight.h"
 #include "browser/PaneStatusBar.h"
@@ -279,8 +279,10 @@ void PaneView::reloadFolders(const std::vector<fs::path>& folders)
     if (!m_model->root())
         return;
     if (location().isTag()) {
-        // Items of a tag live anywhere; any change may concern one of them.
-        reload();
+        // Items of a tag live anywhere: any change may have renamed or removed one.
+        std::vector<fs::path> withRoot = folders;
+        withRoot.push_back(m_model->root()->entry.path);
+        readFolders(withRoot);
         return;
     }
     readFolders(folders);
@@ -473,9 +475,10 @@ void PaneView::tagsChanged()
 {
     m_model->tagsChanged();
     if (location().isTag()) {
-        // Which items carry the tag, and its name, may have changed.
+        // Which items carry the tag, and its name, may have changed; the folders
+        // expanded below them have not.
         m_pathBar->setLocation(location());
-        reload();
+        startReading(m_model->root());
         Q_EMIT locationChanged();
     } else if (m_sort.key == FileSortKey::tags) {
         m_model->resort(m_sort);
