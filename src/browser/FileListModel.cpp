@@ -1,11 +1,10 @@
 #include "browser/FileListModel.h"
 
-#include "browser/IconCache.h"
+#include "browser/TagCells.h"
 #include "core/TextFolding.h"
 #include "files/FileColumn.h"
 #include "insight/GitFileStatus.h"
 #include "operations/FileClipboard.h"
-#include "tags/TagStore.h"
 
 #include <QDateTime>
 #include <QLocale>
@@ -296,34 +295,9 @@ QVariant FileListModel::displayText(const FileEntry& entry, int column) const
     case FileSortKey::kind:
         return entry.kind;
     case FileSortKey::tags:
-        return tagData(entry, Qt::DisplayRole);
+        return TagCells::names(entry);
     }
     return {};
-}
-
-QVariant FileListModel::tagData(const FileEntry& entry, int role) const
-{
-    const QList<Tag> tags = TagStore::shared().explicitTags(entry.path);
-    if (tags.isEmpty())
-        return role == TagsRole ? QVariant() : QVariant(QString());
-    QStringList names;
-    QVariantList pairs;
-    for (const Tag& tag : tags) {
-        names << (role == Qt::ToolTipRole ? tag.name : tag.leafName());
-        pairs << QVariant(QStringList{tag.leafName(), tag.color});
-    }
-    if (role == TagsRole)
-        return pairs;
-    return names.join(role == Qt::ToolTipRole ? QStringLiteral("\n") : QStringLiteral(", "));
-}
-
-QVariant FileListModel::decoration(const FileEntry& entry) const
-{
-    if (entry.isFolder) {
-        if (const auto color = TagStore::shared().folderColor(entry.path))
-            return IconCache::tinted(QStringLiteral("folder"), *color);
-    }
-    return IconCache::icon(entry);
 }
 
 QVariant FileListModel::data(const QModelIndex& index, int role) const
@@ -338,16 +312,18 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const
         return index.column() == 0 ? QVariant(entry.name) : QVariant();
     case Qt::DecorationRole:
         if (index.column() == 0)
-            return decoration(entry);
+            return TagCells::icon(entry);
         return {};
     case Qt::ToolTipRole:
         if (kFileColumns[size_t(index.column())].key == FileSortKey::tags)
-            return tagData(entry, role);
+            return TagCells::toolTip(entry);
         return index.column() == 0 ? gitData(entry, role) : QVariant();
     case GitStatusRole:
         return index.column() == 0 ? gitData(entry, role) : QVariant();
-    case TagsRole:
-        return tagData(entry, role);
+    case TagsRole: {
+        const QVariantList dots = TagCells::dots(entry);
+        return dots.isEmpty() ? QVariant() : QVariant(dots);
+    }
     case Qt::TextAlignmentRole:
         if (kFileColumns[size_t(index.column())].key == FileSortKey::size)
             return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);

@@ -96,8 +96,6 @@ private:
     int rowOf(const FileNode* node) const;
     QVariant displayText(const FileEntry& entry, int column) const;
     QVariant gitData(const FileEntry& entry, int role) const;
-    QVariant tagData(const FileEntry& entry, int role) const;
-    QVariant decoration(const FileEntry& entry) const;
     // dataChanged for one column of every row under each folder.
     void announceColumn(const std::vector<FileNode*>& folders, int column, const QList<int>& roles);
 
