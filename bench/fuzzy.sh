@@ -46,11 +46,4 @@ hyperfine --warmup 2 --runs "$runs" --export-json "$work/h.json" -i \
     "$bench --filter '$query' $list" \
     "fzf --filter '$query' < $list" \
     >/dev/null
-python3 - "$work/h.json" <<'PY'
-import json, statistics, sys
-r = json.load(open(sys.argv[1]))["results"]
-ours, peer = (statistics.median(x["times"]) * 1000 for x in r)
-print(f"FuzzyMatchBench --filter  median {ours:7.1f} ms")
-print(f"fzf --filter              median {peer:7.1f} ms")
-print(f"ratio (ours / fzf)               {ours / peer:7.2f}")
-PY
+"$(dirname "$0")/hyperfine-ratio" "$work/h.json" "FuzzyMatchBench --filter" "fzf --filter" fzf

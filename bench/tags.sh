@@ -47,11 +47,4 @@ hyperfine --warmup 2 --runs "$runs" --export-json "$work/h.json" -N \
     "$tool tags /home/user/プロジェクト/3/資料\ 300.pdf" \
     "python3 -c 'import json,sys; json.load(open(sys.argv[1], encoding=\"utf-8\"))' $library" \
     >/dev/null
-python3 - "$work/h.json" <<'PY'
-import json, statistics, sys
-r = json.load(open(sys.argv[1]))["results"]
-ours, peer = (statistics.median(x["times"]) * 1000 for x in r)
-print(f"quillo-tool tags          median {ours:7.1f} ms")
-print(f"python3 json.load         median {peer:7.1f} ms")
-print(f"ratio (ours / python)            {ours / peer:7.2f}")
-PY
+"$(dirname "$0")/hyperfine-ratio" "$work/h.json" "quillo-tool tags" "python3 json.load" python
