@@ -9,12 +9,22 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+struct Case {
+    QString text;
+    QString expected;
+};
+
+template <size_t N>
+void expectTranscriptions(const Case (&cases)[N], QString (*transcribe)(const QString&))
+{
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text.toStdString());
+        EXPECT_EQ(transcribe(c.text), c.expected);
+    }
+}
+
 TEST(RomajiTest, TranscribesJapaneseTitles)
 {
-    struct Case {
-        QString text;
-        QString expected;
-    };
     const Case cases[] = {
         {u"新規フォルダ"_s, u"shinkiforuda"_s},
         {u"ゴミ箱に入れる"_s, u"gomibakoniireru"_s},
@@ -27,10 +37,7 @@ TEST(RomajiTest, TranscribesJapaneseTitles)
         {u"東京タワー"_s, u"toukyoutawa"_s},
         {u""_s, u""_s},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text.toStdString());
-        EXPECT_EQ(Romaji::transcribe(c.text), c.expected);
-    }
+    expectTranscriptions(cases, &Romaji::transcribe);
 }
 
 TEST(RomajiTest, TypedLatinFindsJapaneseTitle)
@@ -42,20 +49,13 @@ TEST(RomajiTest, TypedLatinFindsJapaneseTitle)
 
 TEST(RomajiTest, KanaOnlyPathLeavesKanji)
 {
-    struct Case {
-        QString text;
-        QString expected;
-    };
     const Case cases[] = {
         {u"コピー"_s, u"kopi"_s},
         {u"ゴミ箱に入れる"_s, u"gomi箱ni入reru"_s},
         {u"New Folder"_s, u"newfolder"_s},
         {u"Ébauche"_s, u"ebauche"_s},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text.toStdString());
-        EXPECT_EQ(Romaji::transcribeKanaOnly(c.text), c.expected);
-    }
+    expectTranscriptions(cases, &Romaji::transcribeKanaOnly);
 }
 
 TEST(RomajiTest, ConcurrentCallsAgree)
