@@ -1,6 +1,7 @@
 #include "browser/FileTreeView.h"
 
 #include "core/Preferences.h"
+#include "files/FileColumn.h"
 
 #include <QHeaderView>
 #include <QKeyEvent>
@@ -133,6 +134,15 @@ void FileTreeView::drawRow(QPainter* painter, const QStyleOptionViewItem& option
         cells.palette.setColor(group, QPalette::HighlightedText, text);
     }
     QTreeView::drawRow(painter, cells, index);
+}
+
+void FileTreeView::showSort(const FileSort& sort)
+{
+    for (size_t i = 0; i < kFileColumns.size(); ++i) {
+        if (kFileColumns[i].key == sort.key)
+            header()->setSortIndicator(int(i),
+                                       sort.ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
+    }
 }
 
 void FileTreeView::prepareCell(QStyleOptionViewItem& option)

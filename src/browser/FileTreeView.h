@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/FileSort.h"
+
 #include <QTreeView>
 
 // What the list's own keys act on; the pane implements it.
@@ -27,6 +29,8 @@ public:
     bool handleListKey(QKeyEvent* event);
     // Selects exactly one visible row (clamped) and scrolls it into view.
     void selectRow(int row);
+    // The header's arrow on the sorted column, pointing the sort's way.
+    void showSort(const FileSort& sort);
     void collapseOrGoUp();
     int visibleRowCount() const;
     bool isPendingG() const { return m_pendingG; }

@@ -90,7 +90,7 @@ void PaneView::buildWidgets()
     layout->addWidget(m_stack, 1);
     layout->addWidget(m_statusBar);
     setFocusProxy(m_list);
-    updateSortIndicator();
+    m_list->showSort(m_sort);
 }
 
 void PaneView::connectSignals()
@@ -460,7 +460,7 @@ void PaneView::preferencesChanged()
     if (sort != m_sort) {
         m_sort = sort;
         m_model->resort(m_sort);
-        updateSortIndicator();
+        m_list->showSort(m_sort);
     }
     const bool hidden = Preferences::shared().showHiddenFiles();
     const bool sizes = Preferences::shared().calculateFolderSizes();
@@ -489,25 +489,9 @@ void PaneView::headerClicked(int section)
 {
     if (section < 0 || section >= int(kFileColumns.size()))
         return;
-    FileSort sort = m_sort;
-    const FileSortKey key = kFileColumns[size_t(section)].key;
-    if (sort.key == key) {
-        sort.ascending = !sort.ascending;
-    } else {
-        sort.key = key;
-        sort.ascending = true;
-    }
-    Preferences::shared().setSort(sort);
-    updateSortIndicator();
-}
-
-void PaneView::updateSortIndicator()
-{
-    for (size_t i = 0; i < kFileColumns.size(); ++i) {
-        if (kFileColumns[i].key == m_sort.key)
-            m_list->header()->setSortIndicator(int(i), m_sort.ascending ? Qt::AscendingOrder
-                                                                        : Qt::DescendingOrder);
-    }
+    Preferences::shared().setSort(m_sort.clicked(kFileColumns[size_t(section)].key));
+    // The header may have turned its own arrow; it shows the stored sort.
+    m_list->showSort(m_sort);
 }
 
 void PaneView::refreshCapacity()

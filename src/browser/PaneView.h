@@ -90,7 +90,6 @@ private:
     void tagsChanged();
     void headerClicked(int section);
     void refreshCapacity();
-    void updateSortIndicator();
     void showError(const QString& message);
     void updateActiveMark();
     void relocate(const std::filesystem::path& ancestor);

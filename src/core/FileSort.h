@@ -19,5 +19,12 @@ struct FileSort {
     FileSortKey key = FileSortKey::name;
     bool ascending = true;
 
+    // A click on a column: the same key turns the direction, another key sorts
+    // ascending by it.
+    FileSort clicked(FileSortKey column) const
+    {
+        return column == key ? FileSort{key, !ascending} : FileSort{column, true};
+    }
+
     bool operator==(const FileSort&) const = default;
 };
