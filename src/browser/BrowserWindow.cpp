@@ -6,6 +6,7 @@
 #include "browser/SidebarView.h"
 #include "core/AppDefaults.h"
 #include "core/PathText.h"
+#include "core/Preferences.h"
 #include "files/PaneState.h"
 #include "files/WindowModel.h"
 #include "tags/SidebarStore.h"
@@ -241,7 +242,7 @@ void BrowserWindow::toggleSidebar()
 
 void BrowserWindow::applySidebarVisibility()
 {
-    const bool visible = AppDefaults::store().value(kSidebarVisibleKey, true).toBool();
+    const bool visible = Preferences::boolValue(kSidebarVisibleKey, true);
     if (visible == isSidebarVisible())
         return;
     const bool hadFocus = m_sidebar->hasFocus();
