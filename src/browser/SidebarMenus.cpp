@@ -1,11 +1,11 @@
 #include "browser/SidebarMenus.h"
 
 #include "browser/DialogPrompter.h"
+#include "browser/NamePrompt.h"
 #include "browser/SidebarModel.h"
 #include "browser/SidebarView.h"
 #include "tags/SidebarStore.h"
 
-#include <QInputDialog>
 #include <QMenu>
 #include <QMessageBox>
 #include <memory>
@@ -217,15 +217,7 @@ QMenu* make(SidebarView& view, const QModelIndex& index)
 void askName(QWidget* window, const QString& title, const QString& label, const QString& text,
              bool allowEmpty, std::function<void(const QString&)> done)
 {
-    auto* dialog = new QInputDialog(window);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setWindowModality(Qt::WindowModal);
-    dialog->setWindowTitle(title);
-    dialog->setLabelText(label);
-    dialog->setTextValue(text);
-    dialog->setOkButtonText(QStringLiteral("OK"));
-    dialog->setCancelButtonText(QStringLiteral("キャンセル"));
-    QObject::connect(dialog, &QInputDialog::textValueSelected, dialog,
+    NamePrompt::open(window, title, label, text, QStringLiteral("OK"),
                      [window, allowEmpty, done = std::move(done)](const QString& value) {
                          const QString name = value.trimmed();
                          if (!name.isEmpty() || allowEmpty) {
@@ -238,7 +230,6 @@ void askName(QWidget* window, const QString& title, const QString& label, const 
                          box->setWindowModality(Qt::WindowModal);
                          box->open();
                      });
-    dialog->open();
 }
 
 } // namespace SidebarMenus

@@ -1,12 +1,12 @@
 #include "browser/TagManagerWidget.h"
 
 #include "browser/DialogPrompter.h"
+#include "browser/NamePrompt.h"
 #include "browser/TagColorPicker.h"
 #include "browser/TagTreeModel.h"
 #include "tags/TagStore.h"
 
 #include <QHBoxLayout>
-#include <QInputDialog>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPointer>
@@ -200,16 +200,13 @@ void TagManagerWidget::deleteCurrent()
 
 void TagManagerWidget::newTag()
 {
-    auto* dialog = new QInputDialog(window());
-    dialog->setWindowTitle(QStringLiteral("新規タグ"));
-    dialog->setLabelText(QStringLiteral("タグの名前（「/」で区切ると下位のタグになります）:"));
-    dialog->setOkButtonText(QStringLiteral("作成"));
-    dialog->setCancelButtonText(QStringLiteral("キャンセル"));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setWindowModality(Qt::WindowModal);
-    connect(dialog, &QInputDialog::textValueSelected, this,
-            [this](const QString& name) { createTag(name); });
-    dialog->open();
+    NamePrompt::open(window(), QStringLiteral("新規タグ"),
+                     QStringLiteral("タグの名前（「/」で区切ると下位のタグになります）:"),
+                     QString(), QStringLiteral("作成"),
+                     [guard = QPointer(this)](const QString& name) {
+                         if (guard)
+                             guard->createTag(name);
+                     });
 }
 
 bool TagManagerWidget::createTag(const QString& name)
