@@ -2,14 +2,23 @@
 
 #include "core/MainThread.h"
 #include "core/PathText.h"
+#include "platform/AtomicFile.h"
 #include "platform/DirectoryScanner.h"
 
+#include <QDebug>
 #include <QObject>
 #include <QtConcurrent/QtConcurrentRun>
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cmath>
+#include <cstdio>
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <string>
+#include <sys/stat.h>
 #include <system_error>
+#include <tuple>
 
 namespace {
 
@@ -32,6 +41,117 @@ QDateTime fromSeconds(double seconds)
     return QDateTime::fromMSecsSinceEpoch(std::llround(seconds * 1000.0), Qt::UTC);
 }
 
+// Short, so that another Quillo writing the file never freezes navigation.
+constexpr int busyTimeoutMs = 100;
+
+// The files SQLite keeps beside the database; they belong to it and move with it.
+constexpr std::array<std::string_view, 3> companions{"-wal", "-shm", "-journal"};
+
+std::filesystem::path withSuffix(std::filesystem::path path, std::string_view suffix)
+{
+    path += std::string(suffix);
+    return path;
+}
+
+bool isCorruption(int code)
+{
+    const int primary = code & 0xff;
+    return primary == SQLITE_NOTADB || primary == SQLITE_CORRUPT;
+}
+
+enum class Opening { opened, corrupt, failed };
+
+Opening checkIntegrity(sqlite3* db)
+{
+    sqlite3_stmt* statement = nullptr;
+    int code = sqlite3_prepare_v2(db, "PRAGMA quick_check", -1, &statement, nullptr);
+    if (code == SQLITE_OK) {
+        code = sqlite3_step(statement);
+        if (code == SQLITE_ROW) {
+            const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+            const bool ok = text && std::string_view(text) == "ok";
+            sqlite3_finalize(statement);
+            return ok ? Opening::opened : Opening::corrupt;
+        }
+    }
+    sqlite3_finalize(statement);
+    // Busy or an I/O error says nothing about the file: carry on without the check.
+    return isCorruption(code) ? Opening::corrupt : Opening::opened;
+}
+
+Opening configure(sqlite3* db)
+{
+    // Checked before anything writes, so a damaged file is kept as it was found.
+    if (const Opening health = checkIntegrity(db); health != Opening::opened)
+        return health;
+    // A visit is then an append without fsync: power loss may cost the last visits,
+    // never the file. Either may fail (a read-only folder); the defaults still work.
+    sqlite3_exec(db, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
+    sqlite3_exec(db, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
+    const int created = sqlite3_exec(db, createTable, nullptr, nullptr, nullptr);
+    if (created == SQLITE_OK)
+        return Opening::opened;
+    return isCorruption(created) ? Opening::corrupt : Opening::failed;
+}
+
+std::pair<Opening, sqlite3*> openDatabase(const std::filesystem::path& file)
+{
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) !=
+        SQLITE_OK) {
+        sqlite3_close_v2(db);
+        return {Opening::failed, nullptr};
+    }
+    sqlite3_busy_timeout(db, busyTimeoutMs);
+    const Opening result = configure(db);
+    if (result == Opening::opened)
+        return {result, db};
+    // Closing must neither checkpoint the log into the damaged file nor delete the log.
+    sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    sqlite3_close_v2(db);
+    return {result, nullptr};
+}
+
+struct SetAside {
+    std::filesystem::path copy; // empty when the database stayed where it was
+    bool complete = false;      // its companions moved too
+};
+
+// Renames the database and its companions to one free "<file>.corrupt-<time>[-n]"
+// name, never over anything and never deleting.
+SetAside setAside(const std::filesystem::path& file)
+{
+    // Only a plain file is ours to move: not a folder or a link someone put there.
+    const auto item = DirectoryScanner::statPath(file);
+    if (!item || item->statFailed || !S_ISREG(item->mode))
+        return {};
+    const std::string stamp =
+        ".corrupt-" +
+        QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")).toStdString();
+    for (int attempt = 1; attempt <= 100; ++attempt) {
+        const std::string suffix = attempt == 1 ? stamp : stamp + "-" + std::to_string(attempt);
+        const std::filesystem::path target = withSuffix(file, suffix);
+        if (std::ranges::any_of(companions, [&](std::string_view companion) {
+                return DirectoryScanner::exists(withSuffix(target, companion));
+            }))
+            continue;
+        const auto kept = AtomicFile::setAside(file, suffix);
+        if (!kept && kept.error().code == EEXIST)
+            continue;
+        if (!kept)
+            return {};
+        for (std::string_view companion : companions) {
+            const auto from = withSuffix(file, companion);
+            const auto to = withSuffix(*kept, companion);
+            if (DirectoryScanner::exists(from) &&
+                ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0)
+                return {*kept, false};
+        }
+        return {*kept, true};
+    }
+    return {};
+}
+
 } // namespace
 
 FolderHistory::FolderHistory(const std::filesystem::path& file)
@@ -39,15 +159,19 @@ FolderHistory::FolderHistory(const std::filesystem::path& file)
     std::error_code ignored;
     std::filesystem::create_directories(file.parent_path(), ignored);
 
-    sqlite3* db = nullptr;
-    const int opened =
-        sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
-    // A file that is not a database opens lazily and only fails here; it is left
-    // untouched and the history stays inert.
-    if (opened != SQLITE_OK ||
-        sqlite3_exec(db, createTable, nullptr, nullptr, nullptr) != SQLITE_OK) {
-        sqlite3_close_v2(db);
-        return;
+    auto [opening, db] = openDatabase(file);
+    if (opening == Opening::corrupt) {
+        const SetAside moved = setAside(file);
+        m_corruptCopy = moved.copy;
+        if (!moved.complete) {
+            // A stale log beside a fresh database would be replayed into it: stay closed.
+            qWarning() << "history database is damaged and could not be set aside:"
+                       << QString::fromStdString(file.native());
+            return;
+        }
+        qWarning() << "history database was damaged; kept as"
+                   << QString::fromStdString(moved.copy.native());
+        std::tie(opening, db) = openDatabase(file);
     }
     m_db = db;
 }
@@ -117,11 +241,17 @@ void FolderHistory::age()
 void FolderHistory::visit(const std::filesystem::path& folder, const QDateTime& now)
 {
     QUILLO_ASSERT_MAIN_THREAD();
+    // One commit for the insert and the aging. The write lock is taken up front, so a
+    // busy file costs one short wait and then the visit is dropped.
+    if (!run("BEGIN IMMEDIATE", {}))
+        return;
     const std::string path = PathText::standardized(folder).native();
     run("INSERT INTO folders (path, rank, last_access) VALUES (?, 1, ?)\n"
         "ON CONFLICT(path) DO UPDATE SET rank = rank + 1, last_access = excluded.last_access",
         {std::string_view(path), toSeconds(now)});
     age();
+    if (!run("COMMIT", {}))
+        run("ROLLBACK", {});
     dropCache();
 }
 

@@ -15,6 +15,7 @@ struct sqlite3;
 // Folders the user opened, with a visit weight that decays so the palette can offer
 // frequently and recently used folders first. One SQLite table; main thread only.
 // Every failure is silent: a history that cannot be opened stays empty and inert.
+// A damaged database is renamed aside (never deleted) and a fresh one started.
 class FolderHistory {
 public:
     struct Entry {
@@ -24,7 +25,10 @@ public:
         bool operator==(const Entry&) const = default;
     };
 
-    // Opens or creates the database file, creating its folder first.
+    // Opens or creates the database file, creating its folder first. A file that
+    // fails SQLite's quick check is kept as "<file>.corrupt-<time>" (with its -wal and
+    // -shm) and a new database takes its name; when it cannot be moved, the history
+    // stays closed and the file untouched.
     explicit FolderHistory(const std::filesystem::path& file);
     ~FolderHistory();
     FolderHistory(const FolderHistory&) = delete;
@@ -37,7 +41,12 @@ public:
 
     bool isOpen() const { return m_db != nullptr; }
 
-    // Records one visit of the folder (standardized lexically) at the given time.
+    // Where a damaged database was moved at open; empty when none was.
+    const std::filesystem::path& corruptCopy() const { return m_corruptCopy; }
+
+    // Records one visit of the folder (standardized lexically) at the given time, in one
+    // transaction with the aging. Waits at most a moment for another process's write;
+    // past that the visit is dropped.
     void visit(const std::filesystem::path& folder, const QDateTime& now);
 
     // Up to 5000 entries, highest rank first. Served from memory until the next write;
@@ -77,5 +86,6 @@ private:
     void dropCache() { m_cache.reset(); }
 
     sqlite3* m_db = nullptr;
+    std::filesystem::path m_corruptCopy;
     std::optional<std::vector<Entry>> m_cache;
 };

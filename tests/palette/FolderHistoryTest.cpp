@@ -3,11 +3,15 @@
 #include "support/TempDir.h"
 
 #include <QObject>
+#include <QRegularExpression>
 #include <QTest>
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -15,11 +19,9 @@ namespace {
 
 const QDateTime t0 = QDateTime::fromSecsSinceEpoch(1'700'000'000, Qt::UTC);
 
-// Writes rows through a second connection, as another process would.
-void seed(const fs::path& file, const std::vector<std::pair<std::string, double>>& rows)
+void insertRows(sqlite3* db, const std::vector<std::pair<std::string, double>>& rows)
 {
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+    sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
     for (const auto& [path, rank] : rows) {
         sqlite3_stmt* statement = nullptr;
         ASSERT_EQ(
@@ -30,7 +32,42 @@ void seed(const fs::path& file, const std::vector<std::pair<std::string, double>
         EXPECT_EQ(sqlite3_step(statement), SQLITE_DONE);
         sqlite3_finalize(statement);
     }
+    sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+}
+
+// Writes rows through a second connection, as another process would.
+void seed(const fs::path& file, const std::vector<std::pair<std::string, double>>& rows)
+{
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+    insertRows(db, rows);
     sqlite3_close(db);
+}
+
+std::string queryText(sqlite3* db, const char* sql)
+{
+    sqlite3_stmt* statement = nullptr;
+    std::string result;
+    if (sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) == SQLITE_OK &&
+        sqlite3_step(statement) == SQLITE_ROW)
+        result = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+    sqlite3_finalize(statement);
+    return result;
+}
+
+fs::path withSuffix(fs::path path, const std::string& suffix)
+{
+    path += suffix;
+    return path;
+}
+
+std::vector<std::string> filesIn(const fs::path& folder)
+{
+    std::vector<std::string> names;
+    for (const auto& item : fs::directory_iterator(folder))
+        names.push_back(item.path().filename().native());
+    std::ranges::sort(names);
+    return names;
 }
 
 std::vector<fs::path> paths(const std::vector<FolderHistory::Entry>& entries)
@@ -180,20 +217,174 @@ TEST(FolderHistoryTest, UnusableFileLeavesAnInertHistory)
         expectInert(history);
         EXPECT_TRUE(fs::is_empty(folder));
     }
-    struct Corrupt {
+    {
+        SCOPED_TRACE("a folder in the file's place is never moved aside");
+        dir.file("room/history.sqlite/inside", "x");
+        FolderHistory history(dir / "room/history.sqlite");
+        expectInert(history);
+        EXPECT_EQ(readFile(dir / "room/history.sqlite/inside"), "x");
+        EXPECT_EQ(filesIn(dir / "room"), std::vector<std::string>{"history.sqlite"});
+    }
+}
+
+TEST(FolderHistoryTest, ReadOnlyFolderNeverChangesAnything)
+{
+    if (::geteuid() == 0)
+        GTEST_SKIP() << "root ignores folder permissions";
+    TempDir dir;
+    const fs::path locked = dir.folder("locked");
+    {
+        FolderHistory history(locked / "h.sqlite");
+        history.visit("/kept", t0);
+    }
+    const std::vector<std::string> before = filesIn(locked);
+    const std::string bytes = readFile(locked / "h.sqlite");
+    ASSERT_EQ(::chmod(locked.c_str(), 0555), 0);
+    {
+        SCOPED_TRACE("no file yet");
+        FolderHistory history(locked / "new.sqlite");
+        expectInert(history);
+    }
+    {
+        SCOPED_TRACE("an existing database");
+        FolderHistory history(locked / "h.sqlite");
+        history.visit("/dropped", t0);
+        history.clear();
+        EXPECT_TRUE(history.corruptCopy().empty());
+    }
+    EXPECT_EQ(filesIn(locked), before);
+    EXPECT_EQ(readFile(locked / "h.sqlite"), bytes);
+    ASSERT_EQ(::chmod(locked.c_str(), 0755), 0);
+    EXPECT_EQ(paths(FolderHistory(locked / "h.sqlite").entries()), std::vector<fs::path>{"/kept"});
+}
+
+TEST(FolderHistoryTest, GarbageIsSetAsideAndAFreshHistoryStarts)
+{
+    struct Case {
         const char* name;
         std::string bytes;
     };
-    for (const Corrupt& c : {Corrupt{"short text", "not a database\n"},
-                             Corrupt{"4 KiB of garbage", std::string(4096, '\xA5')}}) {
+    const std::vector<Case> cases{
+        {"short text", "not a database\n"},
+        {"4 KiB of garbage", std::string(4096, '\xA5')},
+        {"a database header over garbage",
+         std::string("SQLite format 3\0", 16) + std::string(4 * 4096, '\x5A')},
+    };
+    for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const fs::path file = dir.file("corrupt.sqlite", c.bytes);
+        TempDir dir;
+        const fs::path file = dir.file("h.sqlite", c.bytes);
         {
             FolderHistory history(file);
-            expectInert(history);
+            ASSERT_TRUE(history.isOpen());
+            const fs::path copy = history.corruptCopy();
+            EXPECT_EQ(copy.parent_path(), dir.path());
+            EXPECT_TRUE(QRegularExpression("^h\\.sqlite\\.corrupt-\\d{8}-\\d{6}$")
+                            .match(QString::fromStdString(copy.filename().native()))
+                            .hasMatch())
+                << copy;
+            EXPECT_EQ(readFile(copy), c.bytes);
+            EXPECT_TRUE(history.entries().empty());
+            history.visit("/after", t0);
         }
-        EXPECT_EQ(readFile(file), c.bytes); // left for the user, never replaced
+        FolderHistory reopened(file);
+        EXPECT_TRUE(reopened.corruptCopy().empty());
+        EXPECT_EQ(paths(reopened.entries()), std::vector<fs::path>{"/after"});
     }
+}
+
+TEST(FolderHistoryTest, SetAsideNeverOverwritesAnEarlierCopy)
+{
+    TempDir dir;
+    const fs::path file = dir.file("h.sqlite", "garbage one");
+    // Every name the next few seconds could give is taken: the main file's plain name,
+    // and the "-2" name through a leftover log only.
+    const QDateTime now = QDateTime::currentDateTime();
+    std::vector<std::pair<fs::path, std::string>> taken;
+    for (int second = 0; second < 5; ++second) {
+        const std::string stamp = now.addSecs(second).toString("yyyyMMdd-HHmmss").toStdString();
+        taken.emplace_back(dir.file("h.sqlite.corrupt-" + stamp, "earlier " + stamp),
+                           "earlier " + stamp);
+        taken.emplace_back(dir.file("h.sqlite.corrupt-" + stamp + "-2-wal", "earlier log"),
+                           "earlier log");
+    }
+    FolderHistory history(file);
+    ASSERT_TRUE(history.isOpen());
+    const std::string name = history.corruptCopy().filename().native();
+    EXPECT_TRUE(name.ends_with("-3")) << name;
+    EXPECT_EQ(readFile(history.corruptCopy()), "garbage one");
+    for (const auto& [path, contents] : taken)
+        EXPECT_EQ(readFile(path), contents);
+}
+
+TEST(FolderHistoryTest, DamagedPagesAreCaughtAndTheLogMovesAlong)
+{
+    TempDir dir;
+    const fs::path file = dir / "h.sqlite";
+    {
+        FolderHistory create(file);
+    }
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+    sqlite3_exec(db, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
+    std::vector<std::pair<std::string, double>> rows;
+    for (int i = 0; i < 3000; ++i)
+        rows.emplace_back("/projects/folder-" + std::to_string(10000 + i) + "/a/longer/name", 1.0);
+    insertRows(db, rows);
+    ASSERT_EQ(sqlite3_exec(db, "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    insertRows(db, {{"/zz/only-in-the-log", 1.0}});
+    // Keep the log and its index on disk, as after a crash.
+    sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    sqlite3_close(db);
+    ASSERT_GT(fs::file_size(file), 40u * 4096);
+    ASSERT_GT(fs::file_size(withSuffix(file, "-wal")), 0u);
+    ASSERT_TRUE(fs::exists(withSuffix(file, "-shm")));
+
+    std::string bytes = readFile(file);
+    std::fill(bytes.begin() + 10 * 4096, bytes.begin() + 14 * 4096, '\xA5');
+    dir.file("h.sqlite", bytes);
+    const std::string log = readFile(withSuffix(file, "-wal"));
+
+    FolderHistory history(file);
+    ASSERT_TRUE(history.isOpen());
+    const fs::path copy = history.corruptCopy();
+    ASSERT_FALSE(copy.empty());
+    EXPECT_EQ(readFile(copy), bytes);
+    EXPECT_EQ(readFile(withSuffix(copy, "-wal")), log);
+    EXPECT_TRUE(fs::exists(withSuffix(copy, "-shm")));
+    EXPECT_TRUE(history.entries().empty());
+    history.visit("/fresh", t0);
+    EXPECT_EQ(paths(history.entries()), std::vector<fs::path>{"/fresh"});
+}
+
+TEST(FolderHistoryTest, TwoHistoriesShareOneFile)
+{
+    TempDir dir;
+    const fs::path file = dir / "h.sqlite";
+    FolderHistory first(file);
+    FolderHistory second(file);
+    first.visit("/x", t0);
+    second.visit("/y", t0);
+    second.visit("/x", t0.addSecs(5));
+    EXPECT_EQ(first.entries(),
+              (std::vector<FolderHistory::Entry>{{"/x", 2.0, t0.addSecs(5)}, {"/y", 1.0, t0}}));
+
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &other), SQLITE_OK);
+    EXPECT_EQ(queryText(other, "PRAGMA journal_mode"), "wal");
+    {
+        SCOPED_TRACE("another process holds the write lock: the visit is dropped");
+        ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+        first.visit("/while-locked", t0);
+        EXPECT_EQ(first.entries().size(), 2u) << "reads go on meanwhile";
+        ASSERT_EQ(sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
+    }
+    sqlite3_close(other);
+    first.visit("/after", t0);
+    second.visit("/after", t0);
+    second.visit("/after", t0); // rank 3, ahead of "/x"
+    EXPECT_EQ(paths(second.entries()), (std::vector<fs::path>{"/after", "/x", "/y"}));
 }
 
 TEST(FolderHistoryTest, OddNamesRoundTripByteExact)
