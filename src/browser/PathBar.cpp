@@ -2,6 +2,7 @@
 
 #include "browser/IconCache.h"
 #include "core/PathText.h"
+#include "palette/PathCompletion.h"
 #include "platform/DirectoryScanner.h"
 #include "tags/TagStore.h"
 
@@ -106,8 +107,28 @@ bool PathBar::isEditing() const
     return m_stack->currentWidget() == m_edit;
 }
 
+namespace {
+
+// Plain Tab, which completes while typing (Shift+Tab still moves the focus back).
+bool isCompletionKey(const QEvent* event)
+{
+    if (event->type() != QEvent::KeyPress && event->type() != QEvent::ShortcutOverride)
+        return false;
+    const auto* key = static_cast<const QKeyEvent*>(event);
+    return key->key() == Qt::Key_Tab && (key->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
+}
+
+} // namespace
+
 bool PathBar::eventFilter(QObject* watched, QEvent* event)
 {
+    if (watched == m_edit && isEditing() && isCompletionKey(event)) {
+        // Claimed before any window shortcut and before the focus chain sees it.
+        event->accept();
+        if (event->type() == QEvent::KeyPress)
+            completeTypedPath();
+        return true;
+    }
     if (watched == m_edit && event->type() == QEvent::KeyPress &&
         static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
         endEditing();
@@ -133,7 +154,7 @@ void PathBar::setMarked(bool marked)
 
 void PathBar::resolveTypedPath(const QString& typed)
 {
-    QString text = typed.trimmed();
+    const QString text = typed.trimmed();
     if (text.isEmpty())
         return;
     const Location typedLocation = Location::fromText(text);
@@ -141,12 +162,10 @@ void PathBar::resolveTypedPath(const QString& typed)
         Q_EMIT locationEntered(typedLocation, std::nullopt);
         return;
     }
-    if (text == QStringLiteral("~") || text.startsWith(QStringLiteral("~/")))
-        text = PathText::display(PathText::homeFolder()) + text.mid(1);
-    std::filesystem::path path = PathText::fromText(text);
-    if (path.is_relative() && m_location.isFolder())
-        path = m_location.path() / path;
-    path = PathText::standardized(path);
+    // The storable forms keep a base or home whose name is not UTF-8 byte-exact.
+    const QString home = PathText::toStorableText(PathText::homeFolder());
+    const std::filesystem::path path = PathText::standardized(
+        PathText::fromStorableText(PathCompletion::expand(text, baseFolder(), home)));
     QtConcurrent::run([path] {
         return DirectoryScanner::isDirectory(path) || !DirectoryScanner::exists(path);
     }).then(this, [this, path](bool folderOrMissing) {
@@ -154,5 +173,27 @@ void PathBar::resolveTypedPath(const QString& typed)
             Q_EMIT locationEntered(Location::folder(path), std::nullopt);
         else
             Q_EMIT locationEntered(Location::folder(PathText::parent(path)), path);
+    });
+}
+
+std::filesystem::path PathBar::baseFolder() const
+{
+    // A tag has no folder to be relative to; home is where typed names make sense.
+    return m_location.isFolder() ? m_location.path() : PathText::homeFolder();
+}
+
+void PathBar::completeTypedPath()
+{
+    const QString typed = m_edit->text();
+    const std::filesystem::path base = baseFolder();
+    const QString home = PathText::toStorableText(PathText::homeFolder());
+    QtConcurrent::run([typed, base, home] {
+        return PathCompletion::complete(typed, base, home);
+    }).then(this, [this, typed](const QString& completed) {
+        // Typing went on meanwhile: the completion is for text no longer there.
+        if (!isEditing() || m_edit->text() != typed || completed == typed)
+            return;
+        m_edit->setText(completed);
+        m_edit->end(false);
     });
 }

@@ -10,7 +10,7 @@ class QLineEdit;
 class QStackedLayout;
 
 // Shows the pane's location as clickable segments, or a text field while the
-// path is being typed (Ctrl+L).
+// path is being typed (Ctrl+L), where Tab completes folder names.
 class PathBar : public QWidget {
     Q_OBJECT
 public:
@@ -37,6 +37,8 @@ protected:
 private:
     void rebuildSegments();
     void resolveTypedPath(const QString& typed);
+    void completeTypedPath();
+    std::filesystem::path baseFolder() const;
 
     Location m_location;
     QStackedLayout* m_stack = nullptr;
