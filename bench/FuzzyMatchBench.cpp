@@ -1,14 +1,9 @@
 // Matching one palette query against 100,000 file-like names, as on every keystroke.
-// With `--filter QUERY FILE` it instead reads names (one a line) from FILE, prints the
-// matching ones best first, and exits: the same job as `fzf --filter QUERY < FILE`.
+// Whole-program filtering is `quillo-tool fuzzy`, measured by bench/fuzzy.sh.
 #include "palette/FuzzyMatcher.h"
 
-#include <QFile>
 #include <QStringList>
-#include <algorithm>
 #include <benchmark/benchmark.h>
-#include <cstdio>
-#include <cstring>
 
 using namespace Qt::StringLiterals;
 
@@ -53,35 +48,6 @@ BENCHMARK_CAPTURE(matchAll, few_hits, u"fbrinv99"_s)->Unit(benchmark::kMilliseco
 BENCHMARK_CAPTURE(matchAll, japanese, u"資料議"_s)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(matchAll, no_hits, u"zzq"_s)->Unit(benchmark::kMillisecond);
 
-int filter(const QString& query, const char* path)
-{
-    QFile file(QString::fromLocal8Bit(path));
-    if (!file.open(QIODevice::ReadOnly)) {
-        std::fprintf(stderr, "cannot read %s\n", path);
-        return 2;
-    }
-    const QStringList names = QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
-    std::vector<std::pair<int64_t, qsizetype>> hits;
-    for (qsizetype i = 0; i < names.size(); ++i) {
-        if (const auto match = FuzzyMatcher::match(query, names[i]))
-            hits.emplace_back(-match->score, i);
-    }
-    std::ranges::sort(hits);
-    QByteArray out;
-    for (const auto& [score, index] : hits)
-        out += names[index].toUtf8() + '\n';
-    std::fwrite(out.constData(), 1, size_t(out.size()), stdout);
-    return hits.empty() ? 1 : 0;
-}
-
 } // namespace
 
-int main(int argc, char** argv)
-{
-    if (argc == 4 && std::strcmp(argv[1], "--filter") == 0)
-        return filter(QString::fromLocal8Bit(argv[2]), argv[3]);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+BENCHMARK_MAIN();

@@ -1,4 +1,5 @@
 // quillo-tool: the engines on the command line, for scripts and benchmarks.
+#include "FuzzyCommand.h"
 #include "GitStatusCommand.h"
 #include "ListCommand.h"
 #include "TagsCommand.h"
@@ -37,10 +38,16 @@ int main(int argc, char** argv)
         return runWatchCommand(rest);
     if (command == "tags")
         return runTagsCommand(rest);
+    if (command == "fuzzy")
+        return runFuzzyCommand(rest);
+    if (command == "romaji")
+        return runRomajiCommand(rest);
     printUsage();
     printTransferUsage();
     std::fputs("       quillo-tool git-status DIR\n", stderr);
     std::fputs("       quillo-tool watch DIR [--seconds N]\n", stderr);
     std::fputs("       quillo-tool tags PATH...\n", stderr);
+    std::fputs("       quillo-tool fuzzy QUERY < LINES\n", stderr);
+    std::fputs("       quillo-tool romaji TEXT\n", stderr);
     return 2;
 }

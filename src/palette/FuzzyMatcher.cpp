@@ -1,6 +1,7 @@
 #include "palette/FuzzyMatcher.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -66,7 +67,18 @@ bool standsAlone(char16_t c, char16_t next)
 
 bool eachUnitIsCharacter(std::u16string_view text)
 {
-    for (size_t i = 0; i < text.size(); ++i) {
+    // Latin-1 text without CR, the usual case, is settled four units at a time without
+    // property lookups: every unit's high byte is zero and no unit equals CR.
+    size_t start = 0;
+    for (; start + 4 <= text.size(); start += 4) {
+        uint64_t units;
+        std::memcpy(&units, text.data() + start, sizeof units);
+        const uint64_t cr = units ^ 0x000D'000D'000D'000Dull;
+        const uint64_t hasCR = (cr - 0x0001'0001'0001'0001ull) & ~cr & 0x8000'8000'8000'8000ull;
+        if ((units & 0xFF00'FF00'FF00'FF00ull) != 0 || hasCR != 0)
+            break;
+    }
+    for (size_t i = start; i < text.size(); ++i) {
         if (!standsAlone(text[i], i + 1 < text.size() ? text[i + 1] : u'\0'))
             return false;
     }

@@ -1,6 +1,7 @@
 #include "palette/FuzzyMatcher.h"
 
 #include <gtest/gtest.h>
+#include <random>
 
 using namespace Qt::StringLiterals;
 
@@ -97,6 +98,75 @@ TEST(FuzzyMatcherTest, SameQueryAgainstManyTexts)
     EXPECT_FALSE(FuzzyMatcher::match(u"cp"_s, u"Paste"_s));
     EXPECT_TRUE(FuzzyMatcher::match(u"ps"_s, u"Paste"_s));
     EXPECT_EQ(FuzzyMatcher::match(u""_s, u"Paste"_s), FuzzyMatch{});
+}
+
+// Plain texts take a shortcut past grapheme segmentation. A character that no ASCII query
+// can match, appended at the end, changes no position and no bonus, only possibly the
+// length penalty; an emoji sends the text down the general route, a kana does not.
+void expectShortcutAgrees(const QString& query, const QString& text)
+{
+    SCOPED_TRACE(QString(u"query \"" + query + u"\" in \"" + text + u"\"").toStdString());
+    const auto general = FuzzyMatcher::match(query, text + u"\U0001F600"_s);
+    EXPECT_EQ(FuzzyMatcher::match(query, text + u"あ"_s), general);
+    const auto plain = FuzzyMatcher::match(query, text);
+    ASSERT_EQ(plain.has_value(), general.has_value());
+    if (plain && plain->positions.empty()) {
+        EXPECT_EQ(plain, general); // an empty query scores 0, with no length penalty
+    } else if (plain) {
+        const auto penalty = [](qsizetype length) { return std::min<int64_t>(length / 8, 10); };
+        const qsizetype characters = text.size() - text.count(u"\r\n"_s);
+        EXPECT_EQ(plain->positions, general->positions);
+        EXPECT_EQ(plain->score + penalty(characters), general->score + penalty(characters + 1));
+    }
+}
+
+TEST(FuzzyMatcherTest, PlainTextShortcutAgreesWithGeneralRoute)
+{
+    const QString texts[] = {
+        u"FileBrowser.cpp"_s,
+        u"src/palette/FuzzyMatcher.cpp"_s,
+        u"a_b-c.d e(f:g"_s,
+        u"usr/share/doc/libc6/README"_s,
+        u"aAbBcC"_s,
+        u"line\r\nnext cp"_s,
+        u"cr\ralone"_s,
+        u"Caf\u00E9 Men\u00FC cp"_s,
+        u"1234567"_s,
+        u"12345678"_s,
+        u"usr/lib/x86_64-linux-gnu/perl5/5.36/Locale/Maketext/Simple.pm"_s + QString(40, u'x'),
+    };
+    const QString queries[] = {u"c"_s,   u"cp"_s, u"fb"_s, u"usrshare"_s, u"lib"_s,
+                               u"abc"_s, u"x"_s,  u"1"_s,  u"e cp"_s,     u"zz"_s};
+    for (const QString& text : texts) {
+        for (const QString& query : queries)
+            expectShortcutAgrees(query, text);
+    }
+}
+
+TEST(FuzzyMatcherTest, PlainTextShortcutAgreesOnRandomTexts)
+{
+    const std::string alphabet = "abcABC xyz/-_.(:0\t\r\n";
+    std::mt19937 random(20240611);
+    const auto pick = [&](int length) {
+        QString text;
+        for (int i = 0; i < length; ++i)
+            text += QChar(alphabet[random() % alphabet.size()]);
+        return text;
+    };
+    for (int round = 0; round < 3000; ++round) {
+        const QString text = pick(int(random() % 100));
+        // Half the queries are taken from the text, so that most of them match.
+        QString query;
+        if (round % 2 == 0) {
+            for (const QChar c : text) {
+                if (random() % 5 == 0)
+                    query += c;
+            }
+        } else {
+            query = pick(int(random() % 4) + 1);
+        }
+        expectShortcutAgrees(query, text);
+    }
 }
 
 } // namespace

@@ -3,17 +3,37 @@
 #include <QProcess>
 #include <cstdlib>
 
-ToolRun runProgram(const QString& program, const QStringList& arguments,
-                   const QProcessEnvironment& environment)
+namespace {
+
+ToolRun run(const QString& program, const QStringList& arguments,
+            const QProcessEnvironment& environment, const std::string* input)
 {
     QProcess process;
     process.setProcessEnvironment(environment);
     process.start(program, arguments);
+    if (input != nullptr && process.waitForStarted(-1)) {
+        process.write(input->data(), qint64(input->size()));
+        process.closeWriteChannel();
+    }
     process.waitForFinished(-1);
     const bool exited =
         process.error() == QProcess::UnknownError && process.exitStatus() == QProcess::NormalExit;
     return {exited ? process.exitCode() : -1, process.readAllStandardOutput().toStdString(),
             process.readAllStandardError().toStdString()};
+}
+
+} // namespace
+
+ToolRun runProgram(const QString& program, const QStringList& arguments,
+                   const QProcessEnvironment& environment)
+{
+    return run(program, arguments, environment, nullptr);
+}
+
+ToolRun runProgramWithInput(const QString& program, const QStringList& arguments,
+                            const std::string& input)
+{
+    return run(program, arguments, QProcessEnvironment::systemEnvironment(), &input);
 }
 
 std::string quilloTool()

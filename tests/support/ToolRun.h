@@ -17,6 +17,10 @@ ToolRun
 runProgram(const QString& program, const QStringList& arguments,
            const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
 
+// As runProgram, with `input` as the child's whole standard input (closed after it).
+ToolRun runProgramWithInput(const QString& program, const QStringList& arguments,
+                            const std::string& input);
+
 // The quillo-tool under test ($QUILLO_TOOL, set by CTest).
 std::string quilloTool();
 
