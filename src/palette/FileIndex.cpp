@@ -3,9 +3,6 @@
 #include "platform/DirectoryEntries.h"
 #include "platform/FileDescriptor.h"
 
-#include <QPromise>
-#include <QThreadPool>
-#include <QtConcurrent/QtConcurrentRun>
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -125,20 +122,6 @@ std::vector<Entry> collect(const fs::path& folder, bool includeHidden, size_t li
                            std::stop_token stop)
 {
     return collect(folder, includeHidden, limit, [&stop] { return stop.stop_requested(); });
-}
-
-QFuture<std::vector<Entry>> collectAsync(const fs::path& folder, bool includeHidden, size_t limit,
-                                         std::stop_token stop, QThreadPool* pool)
-{
-    return QtConcurrent::run(
-        pool ? pool : QThreadPool::globalInstance(),
-        [](QPromise<std::vector<Entry>>& promise, const fs::path& folder, bool includeHidden,
-           size_t limit, const std::stop_token& stop) {
-            promise.addResult(collect(folder, includeHidden, limit, [&] {
-                return stop.stop_requested() || promise.isCanceled();
-            }));
-        },
-        folder, includeHidden, limit, std::move(stop));
 }
 
 } // namespace FileIndex

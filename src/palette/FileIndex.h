@@ -1,14 +1,11 @@
 #pragma once
 
-#include <QFuture>
 #include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <stop_token>
 #include <string_view>
 #include <vector>
-
-class QThreadPool;
 
 // The items under a folder for the palette's file search. Breadth-first, so shallow
 // items come first when the limit cuts the walk; names sorted bytewise within a folder.
@@ -36,11 +33,5 @@ std::vector<Entry> collect(const std::filesystem::path& folder, bool includeHidd
                            size_t limit = defaultLimit, std::stop_token stop = {});
 std::vector<Entry> collect(const std::filesystem::path& folder, bool includeHidden, size_t limit,
                            const StopCheck& shouldStop);
-
-// collect on the pool (the global one when none is given). Cancelling the future ends
-// the walk early and leaves no result; a stop request gives the partial list.
-QFuture<std::vector<Entry>> collectAsync(const std::filesystem::path& folder, bool includeHidden,
-                                         size_t limit = defaultLimit, std::stop_token stop = {},
-                                         QThreadPool* pool = nullptr);
 
 } // namespace FileIndex

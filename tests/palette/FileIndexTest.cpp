@@ -2,7 +2,6 @@
 
 #include "support/TempDir.h"
 
-#include <QThreadPool>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
@@ -155,19 +154,4 @@ TEST(FileIndexTest, StopEndsTheWalkBetweenFolders)
     std::stop_source source;
     source.request_stop();
     EXPECT_TRUE(FileIndex::collect(dir.path(), false, 100, source.get_token()).empty());
-}
-
-TEST(FileIndexTest, AsynchronousWalkGivesTheSameList)
-{
-    TempDir dir;
-    for (const char* name : {"a/1", "a/.h", "b/1", "c"})
-        dir.file(name);
-    QThreadPool pool;
-    auto future = FileIndex::collectAsync(dir.path(), true, 100, {}, &pool);
-    EXPECT_EQ(future.result(), FileIndex::collect(dir.path(), true, 100));
-
-    std::stop_source source;
-    source.request_stop();
-    auto stopped = FileIndex::collectAsync(dir.path(), true, 100, source.get_token());
-    EXPECT_TRUE(stopped.result().empty());
 }
