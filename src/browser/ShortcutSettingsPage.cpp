@@ -1,6 +1,7 @@
 #include "browser/ShortcutSettingsPage.h"
 
 #include "browser/ShortcutStore.h"
+#include "palette/SearchFilter.h"
 
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -147,8 +148,8 @@ void ShortcutSettingsPage::applyFilter(const QString& text)
     for (int i = 0; i < m_list->topLevelItemCount(); ++i) {
         QTreeWidgetItem* row = m_list->topLevelItem(i);
         const bool shown = needle.isEmpty() ||
-                           row->text(titleColumn).contains(needle, Qt::CaseInsensitive) ||
-                           row->text(menuColumn).contains(needle, Qt::CaseInsensitive) ||
+                           SearchFilter::matches(needle, row->text(titleColumn)) ||
+                           SearchFilter::matches(needle, row->text(menuColumn)) ||
                            row->text(shortcutColumn).contains(needle, Qt::CaseInsensitive);
         row->setHidden(!shown);
     }

@@ -3,7 +3,7 @@
 #include "browser/IconCache.h"
 #include "browser/TagColorPicker.h"
 #include "core/PathText.h"
-#include "core/TextFolding.h"
+#include "palette/SearchFilter.h"
 #include "tags/TagStore.h"
 
 #include <QCoreApplication>
@@ -209,17 +209,15 @@ void TagEditorDialog::refresh()
     }
 }
 
-// Shows the tags whose name contains the text, with their ancestors for context,
+// Shows the tags whose name the text finds, with their ancestors for context,
 // and offers to create the text as a tag when no tag bears exactly that name.
 void TagEditorDialog::applyFilter()
 {
     const QString text = m_filter->text().trimmed();
-    const QString needle = TextFolding::fold(text);
     const bool byPath = text.contains(QLatin1Char('/'));
     for (const Tag& tag : m_store.sortedTags()) {
         if (QTreeWidgetItem* row = m_rows.value(tag.id)) {
-            const bool matches =
-                TextFolding::containsFolded(byPath ? tag.name : tag.leafName(), needle);
+            const bool matches = SearchFilter::matches(text, byPath ? tag.name : tag.leafName());
             row->setData(0, kMatchesRole, matches);
             row->setHidden(!matches);
             row->setForeground(0, palette().brush(QPalette::Text));
