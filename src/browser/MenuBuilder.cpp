@@ -69,6 +69,9 @@ private:
 
 namespace {
 
+constexpr const char* kRulesProperty = "quilloMenuRules";
+constexpr const char* kHandledProperty = "quilloMenuHandled";
+
 KeyCombo comboOf(const char* portableText)
 {
     return KeyCombo::fromKeySequence(
@@ -101,12 +104,14 @@ QAction* MenuBuilder::make(const char* action, const char* title, const Keys& ke
     for (const char* text : keys.second)
         second << comboOf(text);
     ShortcutStore::shared().add(item, m_path, comboOf(keys.primary), second);
+    item->setProperty(kRulesProperty, QVariant::fromValue<QObject*>(m_rules));
     return item;
 }
 
 QAction* MenuBuilder::add(const char* action, const char* title, Keys keys, Run run)
 {
     QAction* item = make(action, title, keys);
+    item->setProperty(kHandledProperty, true);
     MenuRules* rules = m_rules;
     QObject::connect(item, &QAction::triggered, m_menu, [rules, item, run = std::move(run)] {
         if (rules->allows(item))
@@ -149,4 +154,17 @@ void MenuBuilder::setValid(QAction* item, Test valid)
 void MenuBuilder::setChecked(QAction* item, Test checked)
 {
     m_rules->setChecked(item, std::move(checked));
+}
+
+bool MenuBuilder::hasHandler(const QAction* item)
+{
+    return item && item->property(kHandledProperty).toBool();
+}
+
+bool MenuBuilder::allows(const QAction* item)
+{
+    if (!item)
+        return false;
+    auto* rules = dynamic_cast<MenuRules*>(item->property(kRulesProperty).value<QObject*>());
+    return !rules || rules->allows(item);
 }

@@ -51,6 +51,11 @@ public:
     // Checkable; checked when `checked` holds.
     void setChecked(QAction* item, Test checked);
 
+    // True for an item made with add(): something runs when it fires.
+    static bool hasHandler(const QAction* item);
+    // What the item's rule says now (true without a rule), menu open or not.
+    static bool allows(const QAction* item);
+
 private:
     QAction* make(const char* action, const char* title, const Keys& keys);
 

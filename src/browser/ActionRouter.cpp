@@ -1,0 +1,65 @@
+#include "browser/ActionRouter.h"
+
+#include "browser/MenuBuilder.h"
+#include "browser/ShortcutStore.h"
+
+#include <QAction>
+#include <QMainWindow>
+#include <QMenu>
+#include <QMenuBar>
+
+namespace {
+
+QAction* find(const QList<QAction*>& items, const QString& action)
+{
+    for (QAction* item : items) {
+        if (QMenu* submenu = item->menu()) {
+            if (QAction* found = find(submenu->actions(), action))
+                return found;
+            continue;
+        }
+        if (!MenuBuilder::hasHandler(item))
+            continue;
+        const QString identifier = ShortcutStore::identifier(item);
+        if (identifier.section(QLatin1Char('|'), 0, 0) == action)
+            return item;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+namespace ActionRouter {
+
+QAction* target(const QString& action, QWidget* window)
+{
+    auto* main = qobject_cast<QMainWindow*>(window);
+    if (!main || !main->menuBar())
+        return nullptr;
+    return find(main->menuBar()->actions(), action);
+}
+
+bool isEnabled(const QAction* item)
+{
+    return MenuBuilder::hasHandler(item) && item->isEnabled() && MenuBuilder::allows(item);
+}
+
+bool isEnabled(const QString& action, QWidget* window)
+{
+    return isEnabled(target(action, window));
+}
+
+bool send(QAction* item)
+{
+    if (!isEnabled(item))
+        return false;
+    item->trigger();
+    return true;
+}
+
+bool send(const QString& action, QWidget* window)
+{
+    return send(target(action, window));
+}
+
+} // namespace ActionRouter
