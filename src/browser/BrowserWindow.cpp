@@ -1,6 +1,7 @@
 #include "browser/BrowserWindow.h"
 
 #include "browser/BrowserMenus.h"
+#include "browser/PalettePanel.h"
 #include "browser/PaneContainer.h"
 #include "browser/PaneView.h"
 #include "browser/SidebarView.h"
@@ -249,4 +250,19 @@ void BrowserWindow::applySidebarVisibility()
     m_sidebar->setVisible(visible);
     if (hadFocus)
         withActivePane(&PaneView::focusList); // the keys must not go nowhere
+}
+
+PalettePanel* BrowserWindow::palette()
+{
+    if (!m_palette)
+        m_palette = new PalettePanel(*this);
+    return m_palette;
+}
+
+void BrowserWindow::togglePalette()
+{
+    if (palette()->isOpen())
+        palette()->close();
+    else
+        palette()->open();
 }

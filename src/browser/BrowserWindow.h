@@ -7,6 +7,7 @@
 #include <QPointer>
 #include <vector>
 
+class PalettePanel;
 class PaneContainer;
 class PaneState;
 class PaneView;
@@ -46,6 +47,10 @@ public:
     // Shown, it takes the focus in this window.
     void toggleSidebar();
 
+    // The command palette over this window, made on first use.
+    PalettePanel* palette();
+    void togglePalette();
+
 Q_SIGNALS:
     // One tab of several was closed; the window stays. Carries its active pane's location.
     void tabClosed(const Location& location);
@@ -64,6 +69,7 @@ private:
 
     QSplitter* m_split = nullptr;
     SidebarView* m_sidebar = nullptr;
+    PalettePanel* m_palette = nullptr;
     QTabBar* m_tabs = nullptr;
     QStackedWidget* m_stack = nullptr;
     QAction* m_back = nullptr;

@@ -15,6 +15,7 @@
 #include "files/FileColumn.h"
 #include "files/FileNode.h"
 #include "files/PaneState.h"
+#include "palette/FolderHistory.h"
 #include "tags/TagLocationReader.h"
 #include "tags/TagStore.h"
 
@@ -145,6 +146,8 @@ void PaneView::navigate(const Location& target, const std::optional<fs::path>& s
         NavigationHistory history = m_state->history();
         history.visit(target);
         m_state->setHistory(history);
+        if (target.isFolder())
+            FolderHistory::shared().visit(target.path(), QDateTime::currentDateTimeUtc());
     }
     ++m_generation;
     m_latestRead.clear();
@@ -447,6 +450,11 @@ void PaneView::openSelection()
     m_fileActions->openFiles(files);
     if (folder)
         navigate(Location::folder(folder->entry.path));
+}
+
+void PaneView::openFiles(const std::vector<fs::path>& files)
+{
+    m_fileActions->openFiles(files);
 }
 
 void PaneView::switchPane()

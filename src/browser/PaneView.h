@@ -57,6 +57,8 @@ public:
     // The selection with the identities read with it, for operations.
     std::vector<FileItem> selectedItems() const;
     // Selects the paths (and optionally renames the first) once a listing shows them.
+    // Opens files in their default applications.
+    void openFiles(const std::vector<std::filesystem::path>& files);
     void selectWhenListed(std::vector<std::filesystem::path> paths, bool rename = false);
     // Re-reads those of the folders that this pane has read.
     void reloadFolders(const std::vector<std::filesystem::path>& folders);

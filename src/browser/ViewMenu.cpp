@@ -81,7 +81,7 @@ namespace ViewMenu {
 void build(BrowserWindow& w)
 {
     MenuBuilder m(w.menuBar(), "表示");
-    m.addUnavailable("togglePalette:", "コマンドパレット…", {"Ctrl+K"});
+    m.add("togglePalette:", "コマンドパレット…", {"Ctrl+K"}, [&w] { w.togglePalette(); });
     m.separator();
     QAction* hidden = m.add("toggleHiddenFiles:", "隠しファイルを表示", {"Ctrl+Shift+."}, [] {
         Preferences& prefs = Preferences::shared();
