@@ -20,8 +20,7 @@ QAction* find(const QList<QAction*>& items, const QString& action)
         }
         if (!MenuBuilder::hasHandler(item))
             continue;
-        const QString identifier = ShortcutStore::identifier(item);
-        if (identifier.section(QLatin1Char('|'), 0, 0) == action)
+        if (ActionRouter::actionOf(item) == action)
             return item;
     }
     return nullptr;
@@ -30,6 +29,11 @@ QAction* find(const QList<QAction*>& items, const QString& action)
 } // namespace
 
 namespace ActionRouter {
+
+QString actionOf(const QAction* item)
+{
+    return ShortcutStore::identifier(item).section(QLatin1Char('|'), 0, 0);
+}
 
 QAction* target(const QString& action, QWidget* window)
 {

@@ -11,6 +11,8 @@ class QWidget;
 // target; an item shown only as "not yet available" has none.
 namespace ActionRouter {
 
+// The command identifier of a menu item ("newFolder:"); empty for other actions.
+QString actionOf(const QAction* item);
 // The window's first menu item for the action that has a handler, or null.
 QAction* target(const QString& action, QWidget* window);
 // The item has a handler and its rule accepts it now.

@@ -34,11 +34,6 @@ QString keyText(const QString& key)
     return key.toUpper();
 }
 
-QString actionOf(const QAction* item)
-{
-    return ShortcutStore::identifier(item).section(QLatin1Char('|'), 0, 0);
-}
-
 } // namespace
 
 namespace CommandCatalog {
@@ -75,7 +70,7 @@ void collect(const QMenu* menu, const QStringList& path, std::vector<PaletteComm
             collect(submenu, path + QStringList{submenu->title()}, into);
             continue;
         }
-        const QString action = actionOf(item);
+        const QString action = ActionRouter::actionOf(item);
         if (action.isEmpty() || CommandNames::isExcluded(action))
             continue;
         if (!ActionRouter::isEnabled(item))

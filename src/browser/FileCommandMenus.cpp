@@ -51,17 +51,6 @@ std::vector<fs::path> pathsToCopy(const BrowserWindow& w)
     return paths;
 }
 
-QString tildeText(const fs::path& path)
-{
-    const std::string home = PathText::standardized(PathText::homeFolder()).native();
-    const std::string& text = path.native();
-    if (home == "/" || !text.starts_with(home))
-        return PathText::display(path);
-    if (text.size() == home.size() || text[home.size()] == '/')
-        return QStringLiteral("~") + PathText::display(text.substr(home.size()));
-    return PathText::display(path); // "/home/ann2" is not inside "/home/ann"
-}
-
 QString shellQuoted(const fs::path& path)
 {
     QString text = PathText::display(path);
@@ -144,7 +133,11 @@ void addPathItems(MenuBuilder& m, BrowserWindow& w)
                      }),
                hasPaths);
     m.setValid(m.add("copyTildePath:", "パスをコピー（~ 形式）", {"Ctrl+Alt+Shift+C"},
-                     [&w] { copyLines(pathsToCopy(w), tildeText); }),
+                     [&w] {
+                         copyLines(pathsToCopy(w), [](const fs::path& path) {
+                             return PathText::abbreviated(path);
+                         });
+                     }),
                hasPaths);
     m.setValid(m.add("copyRelativePath:", "リポジトリからの相対パスをコピー", {},
                      [&w] {

@@ -9,10 +9,8 @@
 namespace {
 
 // By name only: the palette never stats its results.
-QIcon iconForPath(const std::filesystem::path& path, bool folder)
+QIcon iconForFile(const std::filesystem::path& path)
 {
-    if (folder)
-        return IconCache::named(QStringLiteral("folder"));
     static const QMimeDatabase mimes;
     const QMimeType type =
         mimes.mimeTypeForFile(PathText::displayName(path), QMimeDatabase::MatchExtension);
@@ -24,7 +22,7 @@ QIcon iconOf(const PaletteItem& item)
     if (const auto* tag = std::get_if<Tag>(&item.kind))
         return IconCache::dot(tag->color);
     if (item.icon.type == PaletteItem::Icon::Type::File)
-        return iconForPath(item.icon.path, !item.isFile());
+        return iconForFile(item.icon.path);
     return IconCache::named(item.icon.name);
 }
 

@@ -18,7 +18,6 @@
 #include "tags/TagStore.h"
 
 #include <QApplication>
-#include <QFutureWatcher>
 #include <QGraphicsDropShadowEffect>
 #include <QKeyEvent>
 #include <QLabel>
@@ -196,8 +195,8 @@ void PalettePanel::place()
     const int width = std::min(kMaxWidth, m_window.width() - 40);
     const QMargins margins = layout()->contentsMargins();
     const int spacing = layout()->spacing();
-    int height = margins.top() + margins.bottom() + m_field->sizeHint().height() + spacing
-                 + m_footer->sizeHint().height();
+    int height = margins.top() + margins.bottom() + m_field->sizeHint().height() + spacing +
+                 m_footer->sizeHint().height();
     if (!m_list->isHidden()) {
         const int rows = std::min(kVisibleRows, m_rows->rowCount());
         int listHeight = 2 * m_list->frameWidth();
@@ -338,20 +337,18 @@ void PalettePanel::complete()
         return;
     const QString query = m_field->text();
     if (m_model->mode() == PaletteMode::Path) {
-        auto* watcher = new QFutureWatcher<QString>(this);
-        connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, query] {
-            watcher->deleteLater();
-            if (isVisible() && m_field->text() == query)
-                m_field->setText(watcher->result());
-        });
-        watcher->setFuture(QtConcurrent::run(PathCompletion::complete, query, m_model->baseFolder(),
-                                             PathText::toStorableText(m_model->home())));
+        QtConcurrent::run(PathCompletion::complete, query, m_model->baseFolder(),
+                          PathText::toStorableText(m_model->home()))
+            .then(this, [this, query](const QString& completed) {
+                if (isVisible() && m_field->text() == query)
+                    m_field->setText(completed);
+            });
         return;
     }
     const PaletteItem* item = m_model->selectedItem();
     if (!item || item->isFile() || item->location().empty())
         return;
-    QString text = PaletteSources::displayPath(item->location(), m_model->home());
+    QString text = PathText::abbreviated(item->location(), m_model->home());
     if (!text.endsWith(QLatin1Char('/')))
         text += QLatin1Char('/');
     m_field->setText(text);

@@ -208,4 +208,20 @@ fs::path dataHome()
     return homeFolder() / ".local" / "share";
 }
 
+QString abbreviated(const fs::path& path, const fs::path& home)
+{
+    const std::string& homeText = home.native();
+    const std::string& text = path.native();
+    if (homeText.empty() || homeText == "/" || !text.starts_with(homeText))
+        return display(path);
+    if (text.size() == homeText.size() || text[homeText.size()] == '/')
+        return QStringLiteral("~") + display(text.substr(homeText.size()));
+    return display(path); // "/home/ann2" is not inside "/home/ann"
+}
+
+QString abbreviated(const fs::path& path)
+{
+    return abbreviated(path, standardized(homeFolder()));
+}
+
 } // namespace PathText

@@ -21,6 +21,11 @@ QString displayName(const std::filesystem::path& path);
 // The whole path as shown (invalid bytes as U+FFFD).
 QString display(const std::filesystem::path& path);
 
+// As shown with the home folder written "~": "~" for home itself, "~/rest" below it,
+// else the whole path. A home of "/" abbreviates nothing.
+QString abbreviated(const std::filesystem::path& path, const std::filesystem::path& home);
+QString abbreviated(const std::filesystem::path& path); // against homeFolder()
+
 // Text to path: UTF-8 bytes. For text typed by people or read from our files.
 std::filesystem::path fromText(const QString& text);
 

@@ -29,25 +29,14 @@ QString verb(TransferMode mode)
     return mode == TransferMode::copy ? QStringLiteral("コピー") : QStringLiteral("移動");
 }
 
-QString abbreviatedPath(const std::filesystem::path& path)
-{
-    const std::string home = PathText::homeFolder().native();
-    const std::string& text = path.native();
-    if (home != "/" && text == home)
-        return QStringLiteral("~");
-    if (home != "/" && text.starts_with(home) && text.size() > home.size() &&
-        text[home.size()] == '/')
-        return QStringLiteral("~") + PathText::display(text.substr(home.size()));
-    return PathText::display(path);
-}
-
 Alert confirmTransfer(int count, const std::filesystem::path& destination, TransferMode mode)
 {
     Alert alert;
     alert.style = Alert::Style::informational;
     alert.message =
         QString::number(count) + QStringLiteral(" 項目を") + verb(mode) + QStringLiteral("します");
-    alert.informativeText = verb(mode) + QStringLiteral("先: ") + abbreviatedPath(destination);
+    alert.informativeText =
+        verb(mode) + QStringLiteral("先: ") + PathText::abbreviated(destination);
     alert.buttons = {verb(mode), QStringLiteral("キャンセル")};
     alert.escapeButton = 1;
     alert.suppressionTitle = QStringLiteral("今後は確認しない");

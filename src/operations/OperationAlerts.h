@@ -15,8 +15,6 @@ enum class TransferMode;
 namespace OperationAlerts {
 
 QString verb(TransferMode mode); // "コピー", "移動"
-// The home folder as "~", a path inside it as "~/…", anything else in full.
-QString abbreviatedPath(const std::filesystem::path& path);
 
 Alert confirmTransfer(int count, const std::filesystem::path& destination, TransferMode mode);
 Alert insideItself(const QString& name, TransferMode mode);

@@ -31,6 +31,9 @@ struct PaletteItem {
         QString name;
         std::filesystem::path path;
         bool operator==(const Icon&) const = default;
+
+        static Icon symbol(const QString& name) { return {Type::Symbol, name, {}}; }
+        static Icon file(const std::filesystem::path& path) { return {Type::File, {}, path}; }
     };
 
     QString id;

@@ -4,7 +4,6 @@
 #include "palette/FolderHistory.h"
 #include "palette/FuzzyMatcher.h"
 #include "palette/PathCompletion.h"
-#include "platform/DirectoryScanner.h"
 
 #include <QtConcurrent>
 #include <algorithm>
@@ -18,21 +17,6 @@ constexpr size_t kModeLimit = 200;
 constexpr size_t kRecentCommands = 5;
 constexpr size_t kRecentFolders = 20;
 constexpr double kExactPrefixBonus = 20.0;
-
-// A folder's subfolders (links to folders count), for the path mode.
-std::optional<std::vector<std::string>> subfolderNames(const fs::path& folder)
-{
-    auto scanned = DirectoryScanner::scan(folder);
-    if (!scanned)
-        return std::nullopt;
-    std::vector<std::string> names;
-    for (const ScannedItem& item : *scanned) {
-        if (item.isDirectory() && PathText::isValidUtf8(item.name))
-            names.push_back(item.name);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 // The same result offered twice (a history folder that is also a child) keeps its best.
 void dropDuplicates(std::vector<PaletteItem>& items)
@@ -231,11 +215,10 @@ std::vector<PaletteItem> PaletteModel::fileItems(const QString& search)
 
 void PaletteModel::startIndexingFiles()
 {
-    if (m_indexing || m_context.currentFolder.empty()) {
-        if (m_context.currentFolder.empty())
-            m_fileIndex.emplace();
+    if (m_context.currentFolder.empty()) // a tag has no folder to search under
+        m_fileIndex.emplace();
+    if (m_indexing || m_fileIndex)
         return;
-    }
     m_indexing = true;
     // The rows are prepared on the pool too: ten thousand names take a while.
     m_indexWatcher.setFuture(
@@ -260,31 +243,30 @@ std::vector<PaletteItem> PaletteModel::pathItems()
         return {};
 
     std::vector<PaletteItem> items;
-    const QString parentText = PaletteSources::displayPath(folder, m_context.home);
+    const QString parentText = PathText::abbreviated(folder, m_context.home);
     if (prefix.isEmpty()) {
         PaletteItem self;
         self.id = QStringLiteral("path:") + PathText::toStorableText(folder);
         self.kind = PaletteItem::Path{folder};
         self.title = parentText;
-        self.icon = {PaletteItem::Icon::Type::File, {}, folder};
+        self.icon = PaletteItem::Icon::symbol(QStringLiteral("folder"));
         self.score = 1e9; // what was typed comes first
         items.push_back(std::move(self));
     }
     const bool hiddenAsked = prefix.startsWith(QLatin1Char('.'));
-    for (const std::string& name : *m_listing.names) {
-        if (name.front() == '.' && !hiddenAsked)
+    for (const QString& text : std::as_const(*m_listing.names)) {
+        if (text.startsWith(QLatin1Char('.')) && !hiddenAsked)
             continue;
-        const QString text = QString::fromStdString(name);
         auto match = FuzzyMatcher::match(prefix, text);
         if (!match)
             continue;
         PaletteItem item;
-        const fs::path path = folder / name;
+        const fs::path path = folder / PathText::fromText(text);
         item.id = QStringLiteral("path:") + PathText::toStorableText(path);
         item.kind = PaletteItem::Path{path};
         item.title = text;
         item.subtitle = parentText;
-        item.icon = {PaletteItem::Icon::Type::File, {}, path};
+        item.icon = PaletteItem::Icon::symbol(QStringLiteral("folder"));
         item.highlights = std::move(match->positions);
         item.score = double(match->score) +
                      (text.startsWith(prefix, Qt::CaseInsensitive) ? kExactPrefixBonus : 0.0);
@@ -297,5 +279,5 @@ std::vector<PaletteItem> PaletteModel::pathItems()
 void PaletteModel::listTypedFolder(const fs::path& folder)
 {
     m_listing = Listing{folder, std::nullopt, false};
-    m_listingWatcher.setFuture(QtConcurrent::run(subfolderNames, folder));
+    m_listingWatcher.setFuture(QtConcurrent::run(PathCompletion::subfolderNames, folder));
 }

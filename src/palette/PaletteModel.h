@@ -92,9 +92,9 @@ private:
 
     struct Listing {
         std::filesystem::path folder;
-        std::optional<std::vector<std::string>> names; // subfolders; none while reading
+        std::optional<QStringList> names; // subfolders; none while reading
         bool failed = false;
     };
     Listing m_listing;
-    QFutureWatcher<std::optional<std::vector<std::string>>> m_listingWatcher;
+    QFutureWatcher<std::optional<QStringList>> m_listingWatcher;
 };

@@ -77,33 +77,9 @@ std::vector<Scored> best(size_t count, size_t limit, Match&& matchRow)
     return scored;
 }
 
-PaletteItem::Icon symbol(const char* name)
-{
-    return {PaletteItem::Icon::Type::Symbol, QString::fromLatin1(name), {}};
-}
-
-PaletteItem::Icon fileIcon(const fs::path& path)
-{
-    return {PaletteItem::Icon::Type::File, {}, path};
-}
-
 } // namespace
 
 namespace PaletteSources {
-
-QString displayPath(const fs::path& path, const fs::path& home)
-{
-    const std::string& text = path.native();
-    const std::string& homeText = home.native();
-    if (!homeText.empty() && homeText != "/") {
-        if (text == homeText)
-            return QStringLiteral("~");
-        if (text.size() > homeText.size() && text.compare(0, homeText.size(), homeText) == 0 &&
-            text[homeText.size()] == '/')
-            return QStringLiteral("~") + PathText::display(fs::path(text.substr(homeText.size())));
-    }
-    return PathText::display(path);
-}
 
 int graphemeCount(const QString& text)
 {
@@ -132,7 +108,7 @@ std::vector<FolderRow> folderRows(const std::vector<FolderHistory::Entry>& entri
         FolderRow row;
         row.path = entry.path;
         row.name = PathText::displayName(entry.path);
-        row.display = displayPath(entry.path, home);
+        row.display = PathText::abbreviated(entry.path, home);
         row.frecency = FolderHistory::frecency(entry, now);
         row.nameOffset = graphemeCount(row.display) - graphemeCount(row.name);
         if (row.nameOffset < 0 || !row.display.endsWith(row.name))
@@ -165,7 +141,7 @@ PaletteItem commandItem(const PaletteCommand& command)
     item.title = command.title;
     item.subtitle = command.menuPath;
     item.detail = command.shortcut;
-    item.icon = symbol("system-run");
+    item.icon = PaletteItem::Icon::symbol(QStringLiteral("system-run"));
     return item;
 }
 
@@ -199,7 +175,7 @@ PaletteItem folderItem(const FolderRow& row)
     item.kind = PaletteItem::Folder{row.path};
     item.title = row.display;
     item.detail = QStringLiteral("履歴");
-    item.icon = symbol("folder");
+    item.icon = PaletteItem::Icon::symbol(QStringLiteral("folder"));
     item.score = row.frecency * 8.0;
     return item;
 }
@@ -244,7 +220,7 @@ void addTags(const QString& search, const std::vector<TagRow>& rows, std::vector
         item.kind = row.tag;
         item.title = row.tag.name;
         item.detail = QStringLiteral("タグ");
-        item.icon = symbol("tag.fill");
+        item.icon = PaletteItem::Icon::symbol(QStringLiteral("tag.fill"));
         item.highlights = std::move(match->positions);
         item.score = double(match->score) + bonus;
         out.push_back(std::move(item));
@@ -264,9 +240,10 @@ void addSidebarFolders(const QString& search, const QList<SidebarItem>& items, c
         item.id = QStringLiteral("sidebar:") + entry.id();
         item.kind = PaletteItem::Folder{entry.path()};
         item.title = entry.displayName();
-        item.subtitle = displayPath(entry.path(), home);
+        item.subtitle = PathText::abbreviated(entry.path(), home);
         item.detail = QStringLiteral("サイドバー");
-        item.icon = symbol(entry.symbol.isEmpty() ? "folder" : entry.symbol.toLatin1().constData());
+        item.icon = PaletteItem::Icon::symbol(entry.symbol.isEmpty() ? QStringLiteral("folder")
+                                                                     : entry.symbol);
         item.highlights = std::move(match->positions);
         item.score = double(match->score) + kSidebarBonus;
         out.push_back(std::move(item));
@@ -306,8 +283,9 @@ void addEntries(const QString& search, const std::vector<EntryRow>& rows, const 
             item.kind = PaletteItem::File{entry.path};
         }
         item.title = rows[s.row].relative;
-        item.subtitle = displayPath(PathText::parent(entry.path), home);
-        item.icon = fileIcon(entry.path);
+        item.subtitle = PathText::abbreviated(PathText::parent(entry.path), home);
+        item.icon = entry.isDirectory ? PaletteItem::Icon::symbol(QStringLiteral("folder"))
+                                      : PaletteItem::Icon::file(entry.path);
         item.highlights = s.match.positions;
         item.score = double(s.match.score);
         out.push_back(std::move(item));

@@ -37,8 +37,6 @@ struct EntryRow {
     int nameOffset = 0; // graphemes of relative before name; -1 when not at the end
 };
 
-// "~" for home, "~/rest" below it, else the path.
-QString displayPath(const std::filesystem::path& path, const std::filesystem::path& home);
 int graphemeCount(const QString& text);
 
 std::vector<FolderRow> folderRows(const std::vector<FolderHistory::Entry>& entries,

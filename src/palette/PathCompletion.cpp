@@ -21,29 +21,17 @@ QString matchKey(const QString& text)
     return text.normalized(QString::NormalizationForm_C).toLower();
 }
 
-// Folder names in `folder` that the prefix selects, case-insensitively sorted (code
-// points break ties so the order is total). Names that are not UTF-8 cannot be
-// typed and are skipped. nullopt when the folder cannot be read.
+// Folder names in `folder` that the prefix selects, in subfolderNames' order.
 std::optional<QStringList> candidates(const fs::path& folder, const QString& prefix)
 {
-    const auto items = DirectoryScanner::scan(folder);
-    if (!items)
+    auto names = PathCompletion::subfolderNames(folder);
+    if (!names)
         return std::nullopt;
     const QString key = matchKey(prefix);
     const bool offerHidden = prefix.startsWith(QLatin1Char('.'));
-    QStringList names;
-    for (const ScannedItem& item : *items) {
-        if (!item.isDirectory() || !PathText::isValidUtf8(item.name))
-            continue;
-        if (item.name.starts_with('.') && !offerHidden)
-            continue;
-        const QString name = QString::fromUtf8(item.name.data(), qsizetype(item.name.size()));
-        if (matchKey(name).startsWith(key))
-            names << name;
-    }
-    std::sort(names.begin(), names.end(), [](const QString& a, const QString& b) {
-        const int order = a.compare(b, Qt::CaseInsensitive);
-        return order != 0 ? order < 0 : a < b;
+    names->removeIf([&](const QString& name) {
+        return (name.startsWith(QLatin1Char('.')) && !offerHidden) ||
+               !matchKey(name).startsWith(key);
     });
     return names;
 }
@@ -51,6 +39,23 @@ std::optional<QStringList> candidates(const fs::path& folder, const QString& pre
 } // namespace
 
 namespace PathCompletion {
+
+std::optional<QStringList> subfolderNames(const fs::path& folder)
+{
+    const auto items = DirectoryScanner::scan(folder);
+    if (!items)
+        return std::nullopt;
+    QStringList names;
+    for (const ScannedItem& item : *items) {
+        if (item.isDirectory() && PathText::isValidUtf8(item.name))
+            names << QString::fromUtf8(item.name.data(), qsizetype(item.name.size()));
+    }
+    std::sort(names.begin(), names.end(), [](const QString& a, const QString& b) {
+        const int order = a.compare(b, Qt::CaseInsensitive);
+        return order != 0 ? order < 0 : a < b;
+    });
+    return names;
+}
 
 QString expand(const QString& text, const fs::path& base, const QString& home)
 {

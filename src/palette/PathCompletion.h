@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 // Expands and completes folder paths typed by people (the palette's path mode and
@@ -21,6 +22,11 @@ struct Target {
     bool isDirectory = false;
     bool operator==(const Target&) const = default;
 };
+
+// The folders in `folder` (links to folders too), hidden ones included, sorted with
+// case ignored (code points break ties). Names that are not UTF-8 cannot be typed
+// and are left out. nullopt when the folder cannot be read.
+std::optional<QStringList> subfolderNames(const std::filesystem::path& folder);
 
 // "~" and "~/…" against home, "/…" as it is, "" as the base folder, anything else
 // relative to the base folder.

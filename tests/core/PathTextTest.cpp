@@ -3,6 +3,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <gtest/gtest.h>
+#include <tuple>
+#include <vector>
 
 TEST(PathTextTest, StandardizedIsLexical)
 {
@@ -72,4 +74,18 @@ TEST(PathTextTest, StorableTextRoundTripsEveryByteThroughJson)
                   bytes);
     }
     EXPECT_EQ(PathText::toStorableText("/a/日本"), QStringLiteral("/a/日本"));
+}
+
+TEST(PathTextTest, AbbreviatedWritesHomeAsTilde)
+{
+    const std::vector<std::tuple<std::string, std::string, QString>> cases = {
+        {"/home/ann", "/home/ann", "~"},
+        {"/home/ann/Documents/a b", "/home/ann", "~/Documents/a b"},
+        {"/home/ann2/x", "/home/ann", "/home/ann2/x"}, // a sibling that shares the prefix
+        {"/etc", "/home/ann", "/etc"},
+        {"/etc", "/", "/etc"}, // a root home abbreviates nothing
+        {"/home/ann/x", "", "/home/ann/x"},
+    };
+    for (const auto& [path, home, shown] : cases)
+        EXPECT_EQ(PathText::abbreviated(path, home), shown) << path << " in " << home;
 }
