@@ -2,6 +2,7 @@
 
 #include "palette/FuzzyMatcher.h"
 #include "palette/Romaji.h"
+#include "platform/FileDescriptor.h"
 
 #include <QList>
 #include <QString>
@@ -159,18 +160,6 @@ private:
     size_t size = 0;   // of the data
 };
 
-bool writeAll(int fd, std::string_view data)
-{
-    while (!data.empty()) {
-        const ssize_t put = ::write(fd, data.data(), data.size());
-        if (put < 0 && errno != EINTR)
-            return false;
-        if (put > 0)
-            data.remove_prefix(size_t(put));
-    }
-    return true;
-}
-
 // Blocks of whole lines covering the data in order.
 std::vector<std::string_view> blocksOf(std::string_view data)
 {
@@ -275,7 +264,7 @@ bool print(const std::vector<Hit>& hits, std::string_view data)
     for (const Hit& hit : hits) {
         const size_t need = prefix + hit.length + 1;
         if (out.size() + need > std::max(chunk, need)) {
-            if (!writeAll(STDOUT_FILENO, out))
+            if (writeAll(STDOUT_FILENO, out) != 0)
                 return false;
             out.clear();
         }
@@ -289,7 +278,7 @@ bool print(const std::vector<Hit>& hits, std::string_view data)
             return size_t(p - begin);
         });
     }
-    return writeAll(STDOUT_FILENO, out);
+    return writeAll(STDOUT_FILENO, out) == 0;
 }
 
 void complain(const char* what)
@@ -332,5 +321,5 @@ int runRomajiCommand(const std::vector<std::string>& arguments)
     const QByteArray latin = Romaji::transcribe(QString::fromUtf8(arguments.front())).toUtf8();
     std::string line(latin.constData(), size_t(latin.size()));
     line += '\n';
-    return writeAll(STDOUT_FILENO, line) ? 0 : 1;
+    return writeAll(STDOUT_FILENO, line) == 0 ? 0 : 1;
 }
