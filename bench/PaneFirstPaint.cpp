@@ -2,8 +2,8 @@
 // painted rows, re-sorting in place, and repainting while scrolling.
 // Usage: PaneFirstPaint DIR [RUNS]
 #include "app/Application.h"
-#include "browser/FileListModel.h"
-#include "browser/PaneView.h"
+#include "browser/pane/FileListModel.h"
+#include "browser/pane/PaneView.h"
 #include "core/Location.h"
 #include "files/DirectoryReader.h"
 

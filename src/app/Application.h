@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/SessionStore.h"
-#include "browser/AppCommands.h"
+#include "browser/menus/AppCommands.h"
 #include "core/Location.h"
 #include "files/PaneLayout.h"
 

@@ -1,7 +1,7 @@
 #include "app/FirstPaintProbe.h"
 
-#include "browser/FileListModel.h"
-#include "browser/PaneView.h"
+#include "browser/pane/FileListModel.h"
+#include "browser/pane/PaneView.h"
 #include "files/PaneState.h"
 
 #include <QEvent>

@@ -2,8 +2,8 @@
 
 #include "app/AppearanceSettingsPage.h"
 #include "app/GeneralSettingsPage.h"
-#include "browser/ShortcutSettingsPage.h"
-#include "browser/TagManagerWidget.h"
+#include "browser/settings/ShortcutSettingsPage.h"
+#include "browser/settings/TagManagerWidget.h"
 #include "tags/TagStore.h"
 
 #include <QKeyEvent>

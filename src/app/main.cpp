@@ -3,7 +3,7 @@
 #include "app/FirstPaintProbe.h"
 #include "app/LaunchArguments.h"
 #include "app/SingleInstance.h"
-#include "browser/BrowserWindow.h"
+#include "browser/window/BrowserWindow.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/FileIdentity.h"
+#include "platform/FileIdentity.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/FileIdentity.h"
 #include "operations/Alert.h"
+#include "platform/FileIdentity.h"
 #include "platform/Trash.h"
 
 #include <QObject>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/Error.h"
 #include "operations/Alert.h"
+#include "platform/Error.h"
 
 #include <filesystem>
 #include <functional>

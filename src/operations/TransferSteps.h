@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/Error.h"
 #include "operations/FileOperationManager.h"
 #include "operations/TransferProgress.h"
+#include "platform/Error.h"
 
 #include <filesystem>
 #include <optional>

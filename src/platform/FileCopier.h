@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/Error.h"
-#include "core/FileIdentity.h"
+#include "platform/Error.h"
+#include "platform/FileIdentity.h"
 
 #include <cstdint>
 #include <filesystem>

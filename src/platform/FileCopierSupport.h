@@ -1,7 +1,7 @@
 #pragma once
 
 // Small descriptor helpers shared by the copy engine and the single-call operations.
-#include "core/Error.h"
+#include "platform/Error.h"
 #include "platform/FileDescriptor.h"
 
 #include <cerrno>

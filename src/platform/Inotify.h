@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Error.h"
+#include "platform/Error.h"
 #include "platform/FileDescriptor.h"
 
 #include <filesystem>

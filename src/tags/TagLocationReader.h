@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/Error.h"
 #include "files/DirectoryReader.h"
+#include "platform/Error.h"
 
 #include <QFuture>
 #include <filesystem>

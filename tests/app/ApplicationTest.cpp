@@ -1,8 +1,8 @@
 #include "app/Application.h"
 
-#include "browser/BrowserWindow.h"
-#include "browser/PaneContainer.h"
 #include "browser/PaneTesting.h"
+#include "browser/window/BrowserWindow.h"
+#include "browser/window/PaneContainer.h"
 #include "core/AppDefaults.h"
 #include "core/PathText.h"
 #include "core/Preferences.h"

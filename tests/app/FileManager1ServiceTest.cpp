@@ -1,8 +1,8 @@
 #include "app/FileManager1Service.h"
 
 #include "app/Application.h"
-#include "browser/BrowserWindow.h"
 #include "browser/PaneTesting.h"
+#include "browser/window/BrowserWindow.h"
 
 #include <QDBusMessage>
 

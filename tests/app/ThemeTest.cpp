@@ -1,6 +1,6 @@
 #include "app/Theme.h"
 
-#include "browser/FileTreeView.h"
+#include "browser/pane/FileTreeView.h"
 #include "core/AppDefaults.h"
 #include "support/TempDir.h"
 

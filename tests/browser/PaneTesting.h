@@ -3,8 +3,8 @@
 // Helpers shared by the browser tests: waiting for background readings, reading
 // rows back by name, and collecting the model tester's complaints.
 
-#include "browser/FileListModel.h"
-#include "browser/PaneView.h"
+#include "browser/pane/FileListModel.h"
+#include "browser/pane/PaneView.h"
 #include "core/Preferences.h"
 #include "files/FileNode.h"
 #include "files/PaneState.h"

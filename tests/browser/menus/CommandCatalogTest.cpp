@@ -1,0 +1,109 @@
+#include "browser/menus/CommandCatalog.h"
+
+#include "browser/PaneTesting.h"
+#include "browser/menus/ActionRouter.h"
+#include "browser/menus/KeyCombo.h"
+#include "browser/window/BrowserWindow.h"
+
+#include <QMenu>
+#include <QMenuBar>
+#include <QPointer>
+
+using namespace testing_pane;
+
+namespace {
+
+const PaletteCommand* find(const std::vector<PaletteCommand>& commands, const char* action)
+{
+    for (const PaletteCommand& command : commands) {
+        if (command.action == QLatin1String(action))
+            return &command;
+    }
+    return nullptr;
+}
+
+class CommandCatalogTest : public PaneTest {
+protected:
+    void SetUp() override
+    {
+        PaneTest::SetUp();
+        dir.file("a.txt");
+        window = new BrowserWindow(PaneLayout::onePane(Location::folder(dir.path()).toText()));
+        window->show();
+        ASSERT_TRUE(waitForListing(*window->activePane()));
+    }
+    void TearDown() override
+    {
+        delete window.data();
+        PaneTest::TearDown();
+    }
+
+    QPointer<BrowserWindow> window;
+};
+
+} // namespace
+
+TEST(CommandCatalogShortcut, SymbolsInTheirFixedOrder)
+{
+    const unsigned ctrl = KeyCombo::kControl, alt = KeyCombo::kOption;
+    const unsigned shift = KeyCombo::kShift, cmd = KeyCombo::kCommand;
+    const std::vector<std::pair<KeyCombo, QString>> cases = {
+        {{"k", ctrl | shift | cmd}, "⌃⇧⌘K"},
+        {{"n", cmd | alt}, "⌥⌘N"},
+        {{QString(QChar(0xF700)), cmd}, "⌘↑"},
+        {{QString(QChar(0xF703)), alt}, "⌥→"},
+        {{QString(QChar(0xF708)), 0}, "F5"},
+        {{QString(QChar(0xF709)), 0}, "F6"},
+        {{QString(QChar(8)), cmd}, "⌘⌫"},
+        {{QString(QChar(13)), cmd}, "⌘↩"},
+        {{",", cmd}, "⌘,"},
+        {{}, ""},
+    };
+    for (const auto& [combo, text] : cases)
+        EXPECT_EQ(CommandCatalog::shortcutText(combo), text) << text.toStdString();
+}
+
+TEST_F(CommandCatalogTest, ListsRunnableMenuItemsWithPathsAndAliases)
+{
+    const auto commands = CommandCatalog::collect(window);
+    const PaletteCommand* newFolder = find(commands, "newFolder:");
+    ASSERT_TRUE(newFolder);
+    EXPECT_EQ(newFolder->title, "新規フォルダ");
+    EXPECT_EQ(newFolder->menuPath, "ファイル");
+    EXPECT_EQ(newFolder->shortcut, "⇧⌘N");
+    EXPECT_EQ(newFolder->searchAliases, (QStringList{"shinkiforuda", "New Folder"}));
+
+    const PaletteCommand* sortByName = find(commands, "sortBy:");
+    ASSERT_TRUE(sortByName);
+    EXPECT_EQ(sortByName->menuPath, "表示 › 並び順");
+
+    // The palette itself, and items whose feature does not exist yet, are absent.
+    EXPECT_FALSE(find(commands, "togglePalette:"));
+    EXPECT_FALSE(find(commands, "openInTerminal:"));
+    EXPECT_FALSE(find(commands, "arrangeInFront:"));
+}
+
+TEST_F(CommandCatalogTest, ARefusedItemAppearsOnceItsTargetAcceptsIt)
+{
+    window->activePane()->listView()->clearSelection();
+    EXPECT_FALSE(find(CommandCatalog::collect(window), "editTags:"));
+    select(*window->activePane(), dir / "a.txt");
+    const auto commands = CommandCatalog::collect(window);
+    const PaletteCommand* editTags = find(commands, "editTags:");
+    ASSERT_TRUE(editTags);
+    EXPECT_EQ(editTags->title, "タグを編集"); // the ellipsis goes
+}
+
+TEST_F(CommandCatalogTest, TheRouterRunsTheWindowsOwnItem)
+{
+    window->activePane()->listView()->clearSelection();
+    EXPECT_FALSE(ActionRouter::isEnabled("editTags:", window)); // nothing selected
+    const bool hidden = Preferences::shared().showHiddenFiles();
+    QAction* item = ActionRouter::target("toggleHiddenFiles:", window);
+    ASSERT_TRUE(item);
+    EXPECT_TRUE(ActionRouter::send(item));
+    EXPECT_NE(Preferences::shared().showHiddenFiles(), hidden);
+
+    EXPECT_FALSE(ActionRouter::target("openInTerminal:", window)); // no handler yet
+    EXPECT_FALSE(ActionRouter::send("openInTerminal:", window));
+}

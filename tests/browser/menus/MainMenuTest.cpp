@@ -1,0 +1,348 @@
+#include "browser/PaneTesting.h"
+#include "browser/menus/AppCommands.h"
+#include "browser/menus/ShortcutStore.h"
+#include "browser/window/BrowserWindow.h"
+#include "browser/window/PaneContainer.h"
+#include "core/PathText.h"
+
+#include <QAction>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMenu>
+#include <QMenuBar>
+#include <QSet>
+#include <QTest>
+#include <fstream>
+#include <memory>
+
+namespace fs = std::filesystem;
+using namespace testing_pane;
+
+namespace {
+
+QKeySequence keys(const char* text)
+{
+    return QKeySequence(QString::fromLatin1(text), QKeySequence::PortableText);
+}
+
+class FakeApp : public AppCommands {
+public:
+    void newWindow() override { ++newWindows; }
+    void reopenClosedTab() override { ++reopened; }
+    bool canReopenClosedTab() const override { return closedTabs; }
+    void showSettings() override {}
+    void showAbout() override {}
+    void quit() override {}
+
+    int newWindows = 0;
+    int reopened = 0;
+    bool closedTabs = false;
+};
+
+class MainMenuTest : public PaneTest {
+protected:
+    void TearDown() override
+    {
+        AppCommands::install(nullptr);
+        ShortcutStore::shared().resetAll();
+        PaneTest::TearDown();
+    }
+
+    std::unique_ptr<BrowserWindow> openWindow(const PaneLayout& layout)
+    {
+        auto window = std::make_unique<BrowserWindow>(layout);
+        for (PaneView* pane : window->currentContainer()->panes())
+            EXPECT_TRUE(waitForListing(*pane));
+        return window;
+    }
+    std::unique_ptr<BrowserWindow> openWindow(const fs::path& folder)
+    {
+        return openWindow(PaneLayout::onePane(Location::folder(folder).toText()));
+    }
+
+    static QMenu* menu(const BrowserWindow& window, const char* title)
+    {
+        for (QMenu* menu : window.menuBar()->findChildren<QMenu*>()) {
+            if (menu->title() == QString::fromUtf8(title))
+                return menu;
+        }
+        return nullptr;
+    }
+    static QAction* item(const BrowserWindow& window, const char* title)
+    {
+        for (QAction* action : window.menuBar()->findChildren<QAction*>()) {
+            if (ShortcutStore::identifier(action).endsWith(QLatin1Char('|') +
+                                                           QString::fromUtf8(title)))
+                return action;
+        }
+        return nullptr;
+    }
+    // Opens every menu, as a person looking would, so that states are current.
+    static void showMenus(const BrowserWindow& window)
+    {
+        for (QMenu* menu : window.menuBar()->findChildren<QMenu*>())
+            Q_EMIT menu->aboutToShow();
+    }
+    static void hideMenus(const BrowserWindow& window)
+    {
+        for (QMenu* menu : window.menuBar()->findChildren<QMenu*>())
+            Q_EMIT menu->aboutToHide();
+    }
+    static QStringList titles(const QMenu* menu)
+    {
+        QStringList out;
+        for (const QAction* action : menu->actions())
+            out << (action->isSeparator() ? QStringLiteral("-") : action->text());
+        return out;
+    }
+};
+
+TEST_F(MainMenuTest, MenusComeInOrderWithTheirItemsAndShortcuts)
+{
+    auto window = openWindow(dir.path());
+    QStringList bar;
+    for (const QAction* top : window->menuBar()->actions())
+        bar << top->text();
+    EXPECT_EQ(bar,
+              (QStringList{"Quillo", "ファイル", "編集", "表示", "移動", "ウインドウ", "ヘルプ"}));
+    EXPECT_EQ(titles(menu(*window, "Quillo")),
+              (QStringList{"Quillo について", "アップデートを確認…", "-", "設定…",
+                           "コマンドラインツールをインストール…", "-", "Quillo を隠す", "-",
+                           "Quillo を終了"}));
+    EXPECT_EQ(titles(menu(*window, "並び順")),
+              (QStringList{"名前", "変更日", "サイズ", "種類", "タグ", "-", "降順にする"}));
+    EXPECT_EQ(titles(menu(*window, "ウインドウ")),
+              (QStringList{"しまう", "拡大／縮小", "-", "すべてを手前に移動"}));
+    EXPECT_TRUE(menu(*window, "ヘルプ")->actions().isEmpty());
+    EXPECT_EQ(
+        titles(menu(*window, "移動")),
+        (QStringList{"戻る", "進む", "親フォルダ", "選択した項目を開く", "左の画面で開く",
+                     "右の画面で開く", "-", "ホーム", "デスクトップ", "書類", "ダウンロード",
+                     "アプリケーション", "-", "パスを入力…", "フォルダへ移動…", "サーバへ接続…"}));
+
+    const std::pair<const char*, QList<QKeySequence>> shortcuts[] = {
+        {"新規ウィンドウ", {keys("Ctrl+N")}},
+        {"名前を変更", {keys("F2")}},
+        {"ゴミ箱に入れる", {keys("Ctrl+Backspace"), keys("Del")}},
+        {"すぐに削除…", {keys("Ctrl+Alt+Backspace"), keys("Shift+Del")}},
+        {"反対側の画面へ移動", {keys("F6")}},
+        {"お気に入りに追加", {keys("Meta+Ctrl+T")}},
+        {"パスをコピー（~ 形式）", {keys("Ctrl+Alt+Shift+C")}},
+        {"隠しファイルを表示", {keys("Ctrl+Shift+.")}},
+        {"タグ", {keys("Meta+Ctrl+5")}},
+        {"プレビューを拡大（⌘=）", {keys("Ctrl+=")}},
+        {"下に分ける", {keys("Ctrl+Alt+Shift+\\")}},
+        {"親フォルダ", {keys("Ctrl+Up"), keys("Alt+Up")}},
+        {"右の画面で開く", {keys("Ctrl+Alt+Right")}},
+        {"ダウンロード", {keys("Ctrl+Alt+L")}},
+        {"設定…", {keys("Ctrl+,")}},
+        {"次の画面へ切り替え（Tab）", {}},
+    };
+    for (const auto& [title, expected] : shortcuts) {
+        QAction* action = item(*window, title);
+        ASSERT_NE(action, nullptr) << title;
+        EXPECT_EQ(action->shortcuts(), expected) << title;
+    }
+}
+
+TEST_F(MainMenuTest, NoKeyBelongsToTwoItems)
+{
+    auto window = openWindow(dir.path());
+    QSet<QKeySequence> seen;
+    for (const QAction* action : window->menuBar()->findChildren<QAction*>()) {
+        for (const QKeySequence& sequence : action->shortcuts()) {
+            EXPECT_FALSE(seen.contains(sequence)) << sequence.toString().toStdString();
+            seen.insert(sequence);
+        }
+    }
+    EXPECT_GT(seen.size(), 60);
+}
+
+TEST_F(MainMenuTest, CommandsThatAreNotThereYetAreDisabled)
+{
+    auto window = openWindow(dir.path());
+    showMenus(*window);
+    // Without an application installed, its commands are off as well.
+    for (const char* title :
+         {"新規ウィンドウ", "閉じたタブを開く", "Quillo を終了", "一括で名前を変更…", "情報を見る",
+          "クイックルック", "ターミナルで開く", "サーバへ接続…", "アップデートを確認…"})
+        EXPECT_FALSE(item(*window, title)->isEnabled()) << title;
+    for (const char* title : {"新規タブ", "複製", "フルスクリーンにする", "パスをコピー", "ホーム"})
+        EXPECT_TRUE(item(*window, title)->isEnabled()) << title;
+}
+
+TEST_F(MainMenuTest, ApplicationCommandsGoToTheApplication)
+{
+    FakeApp app;
+    AppCommands::install(&app);
+    auto window = openWindow(dir.path());
+    QAction* reopen = item(*window, "閉じたタブを開く");
+    showMenus(*window);
+    EXPECT_TRUE(item(*window, "新規ウィンドウ")->isEnabled());
+    EXPECT_FALSE(reopen->isEnabled());
+    hideMenus(*window);
+    EXPECT_TRUE(reopen->isEnabled()); // so that its shortcut keeps working
+    reopen->trigger();                // and the command checks again before it runs
+    EXPECT_EQ(app.reopened, 0);
+    app.closedTabs = true; // a tab closed while the menus were shut
+    reopen->trigger();
+    EXPECT_EQ(app.reopened, 1);
+    showMenus(*window);
+    EXPECT_TRUE(reopen->isEnabled());
+    app.closedTabs = false;
+    showMenus(*window);
+    hideMenus(*window);
+    app.closedTabs = true;
+
+    // The shortcut reaches the item with the menus closed, and follows an override.
+    window->show();
+    QApplication::setActiveWindow(window.get());
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    QTest::keyClick(window->activePane()->listView(), Qt::Key_N, Qt::ControlModifier);
+    EXPECT_EQ(app.newWindows, 1);
+    QTest::keyClick(window->activePane()->listView(), Qt::Key_T,
+                    Qt::ControlModifier | Qt::ShiftModifier);
+    EXPECT_EQ(app.reopened, 2);
+    ASSERT_EQ(ShortcutStore::shared().set(KeyCombo{"n", KeyCombo::kControl | KeyCombo::kCommand},
+                                          "newWindow:|新規ウィンドウ"),
+              "");
+    QTest::keyClick(window->activePane()->listView(), Qt::Key_N, Qt::ControlModifier);
+    EXPECT_EQ(app.newWindows, 1);
+    QTest::keyClick(window->activePane()->listView(), Qt::Key_N,
+                    Qt::ControlModifier | Qt::MetaModifier);
+    EXPECT_EQ(app.newWindows, 2);
+}
+
+TEST_F(MainMenuTest, ChecksFollowTheDisplayPreferences)
+{
+    auto window = openWindow(dir.path());
+    Preferences::shared().setShowHiddenFiles(true);
+    Preferences::shared().setSort(FileSort{FileSortKey::size, false});
+    showMenus(*window);
+    EXPECT_TRUE(item(*window, "隠しファイルを表示")->isChecked());
+    EXPECT_TRUE(item(*window, "降順にする")->isChecked());
+    QStringList checked;
+    for (QAction* action : menu(*window, "並び順")->actions()) {
+        if (action->isChecked())
+            checked << action->text();
+    }
+    EXPECT_EQ(checked, (QStringList{"サイズ", "降順にする"}));
+
+    item(*window, "種類")->trigger();
+    item(*window, "隠しファイルを表示")->trigger();
+    EXPECT_EQ(Preferences::shared().sort(), (FileSort{FileSortKey::kind, false}));
+    EXPECT_FALSE(Preferences::shared().showHiddenFiles());
+    item(*window, "降順にする")->trigger();
+    EXPECT_TRUE(Preferences::shared().sort().ascending);
+}
+
+TEST_F(MainMenuTest, StandardFoldersAreOfferedWhenTheyExist)
+{
+    auto window = openWindow(dir.path());
+    const fs::path home = PathText::homeFolder();
+    fs::remove_all(home / "Desktop");
+    fs::remove_all(home / "Applications");
+    showMenus(*window);
+    EXPECT_FALSE(item(*window, "デスクトップ")->isEnabled());
+    EXPECT_FALSE(item(*window, "アプリケーション")->isEnabled());
+
+    const std::pair<const char*, const char*> folders[] = {{"デスクトップ", "Desktop"},
+                                                           {"アプリケーション", "Applications"}};
+    for (const auto& [title, name] : folders) {
+        fs::create_directory(home / name);
+        showMenus(*window);
+        ASSERT_TRUE(item(*window, title)->isEnabled()) << title;
+        item(*window, title)->trigger();
+        EXPECT_EQ(window->activePane()->location(), Location::folder(home / name)) << title;
+        fs::remove_all(home / name);
+    }
+}
+
+TEST_F(MainMenuTest, OpensTheSelectedFolderInTheLeftOrRightPane)
+{
+    for (const char* name : {"left", "right", "right/inner"})
+        dir.folder(name);
+    PaneLayout layout;
+    layout.paths = {Location::folder(dir / "left").toText(),
+                    Location::folder(dir / "right").toText()};
+    layout.activeIndex = 1;
+    auto window = openWindow(layout);
+    PaneView* left = window->currentContainer()->panes()[0];
+    QAction* openLeft = item(*window, "左の画面で開く");
+    window->activePane()->listView()->clearSelection();
+    showMenus(*window);
+    EXPECT_FALSE(openLeft->isEnabled()); // nothing selected
+
+    select(*window->activePane(), dir / "right" / "inner");
+    showMenus(*window);
+    EXPECT_TRUE(openLeft->isEnabled());
+    openLeft->trigger();
+    EXPECT_EQ(left->location(), Location::folder(dir / "right" / "inner"));
+
+    window->currentContainer()->toggleSplit(); // one pane: no sides any more
+    showMenus(*window);
+    EXPECT_FALSE(item(*window, "右の画面で開く")->isEnabled());
+}
+
+TEST_F(MainMenuTest, CopiesPathsAsText)
+{
+    const fs::path folder = PathText::homeFolder() / "copy paths";
+    fs::create_directories(folder / "repo" / ".git");
+    fs::create_directories(folder / "repo" / "sub");
+    std::ofstream(folder / "repo" / "sub" / "it's here").put('x');
+    std::ofstream(folder / "repo" / "sub" / "b").put('x');
+    auto window = openWindow(folder / "repo" / "sub");
+    const QString sub = PathText::display(folder / "repo" / "sub");
+    auto copied = [&](const char* title) {
+        showMenus(*window);
+        item(*window, title)->trigger();
+        return QGuiApplication::clipboard()->text();
+    };
+
+    // Nothing selected: the shown folder.
+    window->activePane()->listView()->clearSelection();
+    EXPECT_EQ(copied("パスをコピー"), sub);
+    EXPECT_EQ(copied("パスをコピー（~ 形式）"), "~/copy paths/repo/sub");
+    EXPECT_EQ(copied("リポジトリからの相対パスをコピー"), "sub");
+
+    PaneView& pane = *window->activePane();
+    select(pane, folder / "repo" / "sub" / "it's here");
+    pane.listView()->selectionModel()->select(
+        pane.model()->indexForNode(pane.model()->root()->findByPath(folder / "repo" / "sub" / "b")),
+        QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    QStringList names = copied("シェル用にパスをコピー").split('\n');
+    names.sort();
+    EXPECT_EQ(names, (QStringList{"'" + sub + "/b'", "'" + sub + "/it'\\''s here'"}));
+    names = copied("リポジトリからの相対パスをコピー").split('\n');
+    names.sort();
+    EXPECT_EQ(names, (QStringList{"sub/b", "sub/it's here"}));
+
+    fs::remove_all(folder / "repo" / ".git");
+    showMenus(*window);
+    EXPECT_FALSE(item(*window, "リポジトリからの相対パスをコピー")->isEnabled());
+    window.reset();
+    fs::remove_all(folder);
+}
+
+TEST_F(MainMenuTest, WindowCommandsChangeTheWindowState)
+{
+    auto window = openWindow(dir.path());
+    window->show();
+    const std::pair<const char*, Qt::WindowState> commands[] = {
+        {"フルスクリーンにする", Qt::WindowFullScreen},
+        {"拡大／縮小", Qt::WindowMaximized},
+    };
+    for (const auto& [title, state] : commands) {
+        item(*window, title)->trigger();
+        EXPECT_TRUE(window->windowState() & state) << title;
+        item(*window, title)->trigger();
+        EXPECT_FALSE(window->windowState() & state) << title;
+    }
+    auto other = openWindow(dir.path());
+    other->show();
+    item(*window, "Quillo を隠す")->trigger();
+    EXPECT_TRUE(window->isMinimized());
+    EXPECT_TRUE(other->isMinimized());
+}
+
+} // namespace

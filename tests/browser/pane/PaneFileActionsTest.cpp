@@ -1,0 +1,83 @@
+// The pane's file commands end to end: the operation runs, the pane re-reads
+// the folder, and what the operation made is selected (and renamed in place).
+#include "browser/pane/PaneFileActions.h"
+
+#include "browser/PaneTesting.h"
+#include "operations/FileClipboard.h"
+
+#include <QLineEdit>
+#include <QUndoStack>
+
+namespace fs = std::filesystem;
+using namespace testing_pane;
+
+class PaneFileActionsTest : public PaneTest {
+protected:
+    TempDir dir;
+};
+
+TEST_F(PaneFileActionsTest, NewFolderStartsRenameAndReturnRenamesWithoutOpening)
+{
+    auto pane = openPane(dir.path());
+    pane->fileActions().newFolder();
+    QLineEdit* editor = nullptr;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return (editor = pane->listView()->viewport()->findChild<QLineEdit*>()); },
+        kTimeoutMs));
+    EXPECT_EQ(editor->text(), QStringLiteral("名称未設定フォルダ"));
+    editor->setText(QStringLiteral("写真"));
+    QTest::keyClick(editor, Qt::Key_Return);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return fs::exists(dir / "写真"); }, kTimeoutMs));
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return selectedNames(*pane) == QStringList{"写真"}; }, kTimeoutMs));
+    // The Return that committed the name must not also have opened the folder.
+    EXPECT_EQ(pane->location().path(), dir.path());
+}
+
+TEST_F(PaneFileActionsTest, NewFileSelectsTheBaseNameOnly)
+{
+    auto pane = openPane(dir.path());
+    pane->fileActions().newFile();
+    QLineEdit* editor = nullptr;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            editor = pane->listView()->viewport()->findChild<QLineEdit*>();
+            return editor && editor->selectedText() == QStringLiteral("名称未設定");
+        },
+        kTimeoutMs));
+    EXPECT_EQ(editor->text(), QStringLiteral("名称未設定.txt"));
+}
+
+TEST_F(PaneFileActionsTest, TrashThenUndoPutsTheFileBackAndTheListFollows)
+{
+    dir.file("a.txt", "contents");
+    dir.file("b.txt");
+    auto pane = openPane(dir.path());
+    pane->selectWhenListed({dir / "a.txt"});
+    pane->fileActions().moveToTrash();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return rowNames(*pane->model()) == QStringList{"b.txt"}; },
+                                kTimeoutMs));
+    EXPECT_EQ(pane->state().selectedCount(), 0);
+    FileOperationManager::shared().undoStack().undo();
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            return rowNames(*pane->model()) == (QStringList{"a.txt", "b.txt"});
+        },
+        kTimeoutMs));
+    EXPECT_EQ(readFile(dir / "a.txt"), "contents");
+}
+
+TEST_F(PaneFileActionsTest, PasteOfACutMovesOnceAndSelectsTheResult)
+{
+    dir.file("from/x.txt", "x");
+    dir.folder("to");
+    auto pane = openPane(dir / "to");
+    FileClipboard::write({dir / "from/x.txt"}, true);
+    ASSERT_TRUE(pane->fileActions().canPaste());
+    pane->fileActions().paste(false);
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return selectedNames(*pane) == QStringList{"x.txt"}; }, kTimeoutMs));
+    EXPECT_FALSE(fs::exists(dir / "from/x.txt"));
+    // The cut is used up: a second paste has nothing to move.
+    EXPECT_FALSE(pane->fileActions().canPaste());
+}
