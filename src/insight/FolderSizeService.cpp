@@ -2,6 +2,7 @@
 
 #include "core/MainThread.h"
 #include "core/PathText.h"
+#include "core/WorkPools.h"
 #include "operations/FileTransfer.h"
 
 #include <QtConcurrent/QtConcurrentRun>
@@ -66,7 +67,7 @@ void FolderSizeService::startNext()
         m_waiting.erase(queueKey(next.folder, next.owner));
         ++m_running;
         const fs::path folder = next.folder;
-        QtConcurrent::run([walk = m_walk, folder] {
+        QtConcurrent::run(&WorkPools::folderSizes(), [walk = m_walk, folder] {
             return walk(folder);
         }).then(this, [this, next = std::move(next)](int64_t size) mutable {
             finish(std::move(next), size);

@@ -3,6 +3,7 @@
 #include "core/MainThread.h"
 #include "core/PathText.h"
 #include "core/Preferences.h"
+#include "core/WorkPools.h"
 #include "operations/FileNaming.h"
 #include "operations/FileTransfer.h"
 #include "operations/OperationAlerts.h"
@@ -205,7 +206,8 @@ void FileOperationManager::moveToTrash(std::vector<FileItem> items, PrompterRef 
                                        PathsDone done)
 {
     QUILLO_ASSERT_MAIN_THREAD();
-    QtConcurrent::run([items = standardized(std::move(items))] { return trashItems(items); })
+    QtConcurrent::run(&WorkPools::transfers(),
+                      [items = standardized(std::move(items))] { return trashItems(items); })
         .then(this, [this, prompter = prompterFor(prompter),
                      done = std::move(done)](TrashOutcome out) mutable {
             trashFinished(std::move(out.trashed), std::move(out.withoutTrash),
@@ -293,7 +295,7 @@ void FileOperationManager::removeItems(std::vector<FileItem> items, PrompterRef 
             done({});
         return;
     }
-    QtConcurrent::run([items = std::move(items)] {
+    QtConcurrent::run(&WorkPools::transfers(), [items = std::move(items)] {
         return removeAll(items);
     }).then(this, [this, prompter, done = std::move(done)](Removal out) {
         if (!out.removed.empty())

@@ -2,6 +2,7 @@
 
 #include "core/MainThread.h"
 #include "core/PathText.h"
+#include "core/WorkPools.h"
 #include "operations/FileOperation.h"
 #include "operations/FileTransfer.h"
 #include "operations/OperationAlerts.h"
@@ -66,7 +67,7 @@ void TransferJob::beginOperation()
     std::vector<fs::path> paths;
     for (const FileItem& item : m_sources)
         paths.push_back(item.path);
-    QtConcurrent::run([paths] {
+    QtConcurrent::run(&WorkPools::transfers(), [paths] {
         return FileTransfer::totalSize(paths);
     }).then(this, [operation = m_operation](int64_t total) {
         if (operation)
@@ -170,7 +171,8 @@ void TransferJob::perform(TransferSteps::Request request)
         end();
         return;
     }
-    QtConcurrent::run([request = std::move(request), progress = m_progress] {
+    QtConcurrent::run(&WorkPools::transfers(), [request = std::move(request),
+                                                progress = m_progress] {
         return TransferSteps::perform(request, *progress);
     }).then(this, [this](const TransferSteps::Outcome& outcome) { performed(outcome); });
 }

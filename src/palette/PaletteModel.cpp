@@ -1,6 +1,7 @@
 #include "palette/PaletteModel.h"
 
 #include "core/PathText.h"
+#include "core/WorkPools.h"
 #include "palette/FolderHistory.h"
 #include "palette/FuzzyMatcher.h"
 #include "palette/PathCompletion.h"
@@ -221,9 +222,9 @@ void PaletteModel::startIndexingFiles()
         return;
     m_indexing = true;
     // The rows are prepared on the pool too: ten thousand names take a while.
-    m_indexWatcher.setFuture(
-        QtConcurrent::run([folder = m_context.currentFolder, hidden = m_context.includeHidden,
-                           stop = m_stop.get_token()] {
+    m_indexWatcher.setFuture(QtConcurrent::run(
+        &WorkPools::fileIndex(), [folder = m_context.currentFolder,
+                                  hidden = m_context.includeHidden, stop = m_stop.get_token()] {
             return PaletteSources::entryRows(
                 FileIndex::collect(folder, hidden, FileIndex::defaultLimit, stop), folder);
         }));

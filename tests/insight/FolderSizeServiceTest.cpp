@@ -1,6 +1,10 @@
 #include "insight/FolderSizeService.h"
 
+#include "files/DirectoryReader.h"
+#include "support/TempDir.h"
+
 #include <QTest>
+#include <QThreadPool>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <mutex>
@@ -131,4 +135,27 @@ TEST(FolderSizeServiceTest, RepeatedRequestWhileWaitingWalksOnce)
     ASSERT_TRUE(QTest::qWaitFor([&] { return service.running() == 0; }, 5000));
     EXPECT_EQ(gated.started.size(), 3u);
     EXPECT_EQ(first.received.size(), 2u) << "the newer completion answers";
+}
+
+TEST(FolderSizeServiceTest, FolderIsListedWhileTwoWalksAreBusy)
+{
+    // The global pool as on a two-core machine, where listings and walks once queued together.
+    QThreadPool& global = *QThreadPool::globalInstance();
+    const int threads = global.maxThreadCount();
+    global.setMaxThreadCount(2);
+    GatedWalk gated;
+    FolderSizeService service(gated.walk());
+    Delivery delivery;
+    service.request({"/big", "/bigger"}, &kOwnerA, delivery.completion());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return gated.inside == 2; }, 5000));
+
+    TempDir dir;
+    dir.file("listed");
+    auto listing = DirectoryReader::readInBackground(dir.path(), false);
+    const bool listed = QTest::qWaitFor([&] { return listing.isFinished(); }, 5000);
+    gated.gate.release(2);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return delivery.received.size() == 2u; }, 5000));
+    global.setMaxThreadCount(threads);
+    ASSERT_TRUE(listed) << "the listing waited for the walks";
+    EXPECT_EQ(listing.takeResult()->entries.size(), 1u);
 }
