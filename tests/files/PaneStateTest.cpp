@@ -56,16 +56,6 @@ TEST(PaneStateTest, SettersNotifyOnlyOnRealChanges)
     }
 }
 
-TEST(PaneStateTest, LocationFollowsTheHistory)
-{
-    PaneState state(Location::fromText("/a/./"));
-    EXPECT_EQ(state.location(), Location::folder("/a"));
-    NavigationHistory history = state.history();
-    history.visit(Location::folder("/b"));
-    state.setHistory(history);
-    EXPECT_EQ(state.location(), Location::folder("/b"));
-}
-
 TEST(WindowModelTest, NotifiesOnlyWhenTheActivePaneChanges)
 {
     PaneState left(Location::folder("/l"));

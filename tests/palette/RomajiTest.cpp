@@ -1,7 +1,5 @@
 #include "palette/Romaji.h"
 
-#include "palette/FuzzyMatcher.h"
-
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -38,13 +36,6 @@ TEST(RomajiTest, TranscribesJapaneseTitles)
         {u""_s, u""_s},
     };
     expectTranscriptions(cases, &Romaji::transcribe);
-}
-
-TEST(RomajiTest, TypedLatinFindsJapaneseTitle)
-{
-    EXPECT_TRUE(FuzzyMatcher::match(u"shinki"_s, Romaji::transcribe(u"新規フォルダ"_s)));
-    EXPECT_TRUE(FuzzyMatcher::match(u"gomibako"_s, Romaji::transcribe(u"ゴミ箱に入れる"_s)));
-    EXPECT_TRUE(FuzzyMatcher::match(u"kopi"_s, Romaji::transcribe(u"コピー"_s)));
 }
 
 TEST(RomajiTest, KanaOnlyPathLeavesKanji)

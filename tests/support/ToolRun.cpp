@@ -42,6 +42,15 @@ std::string quilloTool()
     return path ? path : "quillo-tool";
 }
 
+ToolRun runTool(const std::vector<std::string>& arguments, const std::string& input,
+                const QProcessEnvironment& environment)
+{
+    QStringList list;
+    for (const std::string& argument : arguments)
+        list << QString::fromStdString(argument);
+    return run(QString::fromStdString(quilloTool()), list, environment, &input);
+}
+
 int runGit(const std::filesystem::path& folder, const QStringList& arguments)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

@@ -4,6 +4,7 @@
 #include <QStringList>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 // A finished child process: its exit status (-1 when it did not exit normally)
 // and everything it printed.
@@ -23,6 +24,10 @@ ToolRun runProgramWithInput(const QString& program, const QStringList& arguments
 
 // The quillo-tool under test ($QUILLO_TOOL, set by CTest).
 std::string quilloTool();
+
+// quillo-tool with these arguments, `input` as its whole standard input.
+ToolRun runTool(const std::vector<std::string>& arguments, const std::string& input = {},
+                const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
 
 // git in `folder` with no user or system configuration but a committer name;
 // its exit status.

@@ -1,6 +1,8 @@
 #include "tags/SidebarStore.h"
 
 #include "core/PathText.h"
+#include "support/FakeVolumes.h"
+#include "support/Lists.h"
 #include "support/TempDir.h"
 #include "tags/TagStore.h"
 
@@ -16,27 +18,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Volumes as the test sets them; ejects finish on the next turn of the event loop.
-class FakeVolumes : public VolumeSource {
-public:
-    QList<MountedVolume> list;
-    std::optional<QString> failure; // what the next eject reports
-    QList<fs::path> ejected;
-
-    QList<MountedVolume> volumes() const override { return list; }
-    void eject(const MountedVolume& volume, Completion done) override
-    {
-        ejected.append(volume.root);
-        QMetaObject::invokeMethod(
-            this, [done, result = failure] { done(result); }, Qt::QueuedConnection);
-    }
-    void set(QList<MountedVolume> volumes)
-    {
-        list = std::move(volumes);
-        Q_EMIT changed();
-    }
-};
-
 MountedVolume volume(const char* root, const QString& name, bool eject, bool unmount)
 {
     return MountedVolume{root, name, {}, eject, unmount, {}};
@@ -44,26 +25,15 @@ MountedVolume volume(const char* root, const QString& name, bool eject, bool unm
 
 QStringList ids(const QList<SidebarSection>& sections)
 {
-    QStringList result;
-    for (const SidebarSection& section : sections)
-        result.append(section.id());
-    return result;
+    return textsOf(sections, &SidebarSection::id);
 }
-
 QStringList names(const QList<SidebarItem>& items)
 {
-    QStringList result;
-    for (const SidebarItem& item : items)
-        result.append(item.displayName());
-    return result;
+    return textsOf(items, &SidebarItem::displayName);
 }
-
 QStringList names(const QList<CustomSidebarSection>& sections)
 {
-    QStringList result;
-    for (const CustomSidebarSection& section : sections)
-        result.append(section.name);
-    return result;
+    return textsOf(sections, &CustomSidebarSection::name);
 }
 
 const QStringList kDefaultIDs{u"favorites"_s, u"tags"_s, u"locations"_s};
@@ -455,11 +425,8 @@ TEST_F(SidebarStoreTest, MissingFoldersAreFoundInTheBackground)
     }
     const auto store = open();
     const auto flags = [&] {
-        QList<bool> result;
-        for (const SidebarItem& item : store->favorites())
-            result.append(item.isMissing);
-        result.append(store->customSections().first().items.first().isMissing);
-        return result;
+        return mapped(store->favorites() + store->customSections().first().items,
+                      &SidebarItem::isMissing);
     };
     EXPECT_EQ(flags(), (QList{false, false, false, false})); // nothing read while loading
     const QSignalSpy changed(store.get(), &SidebarStore::changed);
@@ -502,13 +469,7 @@ TEST_F(SidebarStoreTest, VolumesFollowTheSourceAndReportFailedEjects)
     volumes.list[1].iconName = u"network-server"_s;
     const auto store = open(false, std::move(source));
     EXPECT_EQ(names(store->volumes()), (QStringList{u"USB"_s, u"NAS"_s, u"fixed"_s}));
-    const auto ejectable = [&] {
-        QList<bool> result;
-        for (const SidebarItem& item : store->volumes())
-            result.append(item.isEjectable);
-        return result;
-    };
-    EXPECT_EQ(ejectable(), (QList{true, true, false}));
+    EXPECT_EQ(mapped(store->volumes(), &SidebarItem::isEjectable), (QList{true, true, false}));
     EXPECT_EQ(store->volumes()[0].symbol, u"drive-harddisk"_s);
     EXPECT_EQ(store->volumes()[1].symbol, u"network-server"_s);
     EXPECT_EQ(store->volumes()[1].path(), fs::path("/mnt/nas"));

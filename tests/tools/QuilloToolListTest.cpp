@@ -1,8 +1,6 @@
 #include "support/TempDir.h"
 #include "support/ToolRun.h"
 
-#include <QProcess>
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <sys/stat.h>
@@ -11,15 +9,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-ToolRun run(const std::vector<std::string>& argv)
-{
-    QStringList args;
-    for (const auto& a : argv)
-        args << QString::fromStdString(a);
-    const QString program = args.takeFirst();
-    return runProgram(program, args);
-}
 
 // The type letter and name of every line: "f:name d:other ".
 std::string typesAndNames(const std::string& out)
@@ -31,19 +20,13 @@ std::string typesAndNames(const std::string& out)
     return names;
 }
 
-std::string tool()
-{
-    return quilloTool();
-}
-
 class QuilloToolListTest : public ::testing::Test {
 protected:
     ToolRun list(std::vector<std::string> options)
     {
-        std::vector<std::string> argv = {tool(), "list"};
-        argv.insert(argv.end(), options.begin(), options.end());
-        argv.push_back(folder.native());
-        return run(argv);
+        options.insert(options.begin(), "list");
+        options.push_back(folder.native());
+        return runTool(options);
     }
 
     TempDir scratch;
@@ -109,9 +92,9 @@ TEST_F(QuilloToolListTest, BadUsageAndMissingFolder)
         EXPECT_NE(r.err.find("usage"), std::string::npos);
         EXPECT_EQ(r.out, "");
     }
-    EXPECT_EQ(run({tool()}).status, 2);
+    EXPECT_EQ(runTool({}).status, 2);
 
-    const ToolRun missing = run({tool(), "list", (scratch / "gone").native()});
+    const ToolRun missing = runTool({"list", (scratch / "gone").native()});
     EXPECT_EQ(missing.status, 1);
     EXPECT_EQ(missing.err, "「gone」が見つかりません。\n");
     EXPECT_EQ(missing.out, "");
@@ -122,20 +105,20 @@ TEST_F(QuilloToolListTest, UnreadableFolderGivesThePermissionMessage)
     const fs::path locked = scratch.folder("locked");
     scratch.file("locked/inside");
     ASSERT_EQ(::chmod(locked.c_str(), 0700), 0);
-    std::vector<std::string> argv;
+    ToolRun r;
     if (::geteuid() == 0) {
         // Root reads anything, so run as nobody; it needs to reach the binary and the
         // scratch folder, and the folder stays unreadable to it.
         const fs::path copy = scratch / "quillo-tool";
-        fs::copy_file(tool(), copy);
+        fs::copy_file(quilloTool(), copy);
         ASSERT_EQ(::chmod(scratch.path().c_str(), 0755), 0);
-        argv = {"setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups", copy.native()};
+        r = runProgram("setpriv",
+                       {"--reuid=nobody", "--regid=nogroup", "--clear-groups",
+                        QString::fromStdString(copy), "list", QString::fromStdString(locked)});
     } else {
         ASSERT_EQ(::chmod(locked.c_str(), 0000), 0);
-        argv = {tool()};
+        r = runTool({"list", locked.native()});
     }
-    argv.insert(argv.end(), {"list", locked.native()});
-    const ToolRun r = run(argv);
     EXPECT_EQ(r.status, 1) << r.err;
     EXPECT_EQ(r.err, "「locked」を開くアクセス権がありません。\n"
                      "このフォルダは所有者以外が読めない設定になっています。\n");

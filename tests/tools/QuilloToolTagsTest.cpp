@@ -12,14 +12,12 @@ namespace {
 
 class QuilloToolTagsTest : public ::testing::Test {
 protected:
-    ToolRun tags(const std::vector<std::string>& paths)
+    ToolRun tags(std::vector<std::string> paths)
     {
-        QStringList args = {QStringLiteral("tags")};
-        for (const auto& p : paths)
-            args << QString::fromStdString(p);
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("QUILLO_TAGS_PATH"), QString::fromStdString(file.native()));
-        return runProgram(QString::fromStdString(quilloTool()), args, env);
+        paths.insert(paths.begin(), "tags");
+        return runTool(paths, {}, env);
     }
 
     static int64_t modified(const fs::path& path)

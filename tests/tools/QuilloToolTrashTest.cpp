@@ -1,9 +1,7 @@
 #include "support/TempDir.h"
 #include "support/ToolRun.h"
 
-#include <QProcess>
 #include <QProcessEnvironment>
-#include <cstdlib>
 #include <gtest/gtest.h>
 
 namespace fs = std::filesystem;
@@ -13,15 +11,13 @@ namespace {
 class QuilloToolTrashTest : public ::testing::Test {
 protected:
     // The tool with its home and data folders inside the scratch folder.
-    ToolRun trash(const std::vector<std::string>& paths)
+    ToolRun trash(std::vector<std::string> paths)
     {
-        QStringList args = {QStringLiteral("trash")};
-        for (const auto& p : paths)
-            args << QString::fromStdString(p);
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("HOME"), QString::fromStdString(home.native()));
         env.insert(QStringLiteral("XDG_DATA_HOME"), QString::fromStdString(data.native()));
-        return runProgram(QString::fromStdString(quilloTool()), args, env);
+        paths.insert(paths.begin(), "trash");
+        return runTool(paths, {}, env);
     }
 
     TempDir scratch;

@@ -8,15 +8,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-ToolRun watch(const QStringList& arguments)
+ToolRun watch(std::vector<std::string> arguments)
 {
-    return runProgram(QString::fromStdString(quilloTool()),
-                      QStringList{QStringLiteral("watch")} + arguments);
-}
-
-QString text(const fs::path& path)
-{
-    return QString::fromStdString(path.native());
+    arguments.insert(arguments.begin(), "watch");
+    return runTool(arguments);
 }
 
 } // namespace
@@ -24,23 +19,21 @@ QString text(const fs::path& path)
 TEST(QuilloToolWatchTest, RefusesBadUsageAndFoldersItCannotRead)
 {
     TempDir scratch;
-    const QString folder = text(scratch.folder("shown"));
-    const QStringList usages[] = {
+    const std::string folder = scratch.folder("shown").native();
+    const std::vector<std::string> usages[] = {
         {},
-        {folder, QStringLiteral("--seconds")},
-        {folder, QStringLiteral("--seconds"), QStringLiteral("soon")},
-        {folder, QStringLiteral("--seconds"), QStringLiteral("-1")},
+        {folder, "--seconds"},
+        {folder, "--seconds", "soon"},
+        {folder, "--seconds", "-1"},
         {folder, folder},
-        {QStringLiteral("--quiet"), folder},
+        {"--quiet", folder},
     };
-    for (const QStringList& usage : usages) {
-        SCOPED_TRACE(usage.join(QLatin1Char(' ')).toStdString());
-        EXPECT_EQ(watch(usage).status, 2);
-    }
-    const ToolRun missing = watch({text(scratch / "missing")});
+    for (const std::vector<std::string>& usage : usages)
+        EXPECT_EQ(watch(usage).status, 2) << ::testing::PrintToString(usage);
+    const ToolRun missing = watch({(scratch / "missing").native()});
     EXPECT_EQ(missing.status, 1);
     EXPECT_EQ(missing.err, "「missing」が見つかりません。\n");
-    const ToolRun file = watch({text(scratch.file("plain.txt"))});
+    const ToolRun file = watch({scratch.file("plain.txt").native()});
     EXPECT_EQ(file.status, 1);
     EXPECT_EQ(file.err, "「plain.txt」が見つかりません。\n");
 }
@@ -51,9 +44,8 @@ TEST(QuilloToolWatchTest, PrintsEachBatchOnALineAndStopsAfterTheSeconds)
     const fs::path shown = scratch.folder("shown");
     const fs::path item = scratch.file("shown/tab\there");
     QProcess tool;
-    tool.start(
-        QString::fromStdString(quilloTool()),
-        {QStringLiteral("watch"), text(shown), QStringLiteral("--seconds"), QStringLiteral("5")});
+    tool.start(QString::fromStdString(quilloTool()),
+               {"watch", QString::fromStdString(shown), "--seconds", "5"});
     ASSERT_TRUE(tool.waitForStarted());
     // The tool says nothing until it sees a change, so keep changing the item
     // until it does.
