@@ -30,7 +30,8 @@ std::vector<FileEntry> makeEntries()
         default:
             e.name = QStringLiteral("Report %1 v%2.pdf").arg(i).arg(i % 13);
         }
-        e.nameKey = FileSorter::collationKey(e.name);
+        const QByteArray key = FileSorter::collationKey(e.name);
+        e.setNameKey({key.constData(), size_t(key.size())});
         e.size = (int64_t(i) * 2654435761) % 1000003;
         e.dateModified = (int64_t(i) * 40503) % 99991 * 1'000'000'000;
         e.kind = kinds[i % 5];

@@ -75,7 +75,7 @@ void appendLine(std::string& out, const FileEntry& entry)
     appendNumber(out,
                  entry.dateModified ? std::optional(seconds(*entry.dateModified)) : std::nullopt);
     out += '\t';
-    const std::string& path = entry.path.native();
+    const std::string_view path = entry.pathBytes();
     const size_t slash = path.rfind('/');
     out += PathText::escapedName(slash == std::string::npos
                                      ? std::string_view(path)

@@ -47,7 +47,8 @@ std::unordered_set<std::string> readHiddenList(const fs::path& folder)
 // Fills everything the scan knows; a failed lstat leaves the defaults.
 void fill(FileEntry& entry, const ScannedItem& item, std::string_view nameBytes)
 {
-    entry.nameKey = FileSorter::collationKey(entry.name);
+    const QByteArray key = FileSorter::collationKey(entry.name);
+    entry.setNameKey({key.constData(), size_t(key.size())});
     if (item.statFailed)
         return;
     entry.isSymbolicLink = item.isSymbolicLink();
@@ -81,6 +82,12 @@ void inChunks(size_t count, Function function)
         return;
     }
     QtConcurrent::blockingMap(ranges, run);
+}
+
+std::string& pathBuffer()
+{
+    thread_local std::string buffer;
+    return buffer;
 }
 
 std::string_view lastComponent(const std::string& path)
@@ -127,11 +134,17 @@ Result<std::vector<FileEntry>> read(const fs::path& folder, bool includeHidden)
         if (!hidden || includeHidden)
             listed.push_back({&item, hidden});
     }
+    // Paths are joined as bytes: a std::filesystem::path per item would parse every one.
+    std::string prefix = folder.native();
+    if (!prefix.empty() && prefix.back() != '/')
+        prefix += '/';
     std::vector<FileEntry> entries(listed.size());
     inChunks(listed.size(), [&](size_t i) {
         const ScannedItem& item = *listed[i].item;
         FileEntry& entry = entries[i];
-        entry.path = folder / item.name;
+        std::string& path = pathBuffer();
+        path.assign(prefix).append(item.name);
+        entry.setPathBytes(path);
         entry.name = QString::fromUtf8(item.name.data(), qsizetype(item.name.size()));
         entry.isHidden = listed[i].hidden;
         fill(entry, item, item.name);
@@ -142,7 +155,7 @@ Result<std::vector<FileEntry>> read(const fs::path& folder, bool includeHidden)
 FileEntry entry(const fs::path& path)
 {
     FileEntry result;
-    result.path = path;
+    result.setPath(path);
     const fs::path standard = PathText::standardized(path);
     result.name = PathText::displayName(standard);
     const std::string_view nameBytes = lastComponent(standard.native());

@@ -1,5 +1,100 @@
 #include "files/FileEntry.h"
 
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace {
+
+constexpr size_t kHeader = 2 * sizeof(uint32_t);
+
+uint32_t lengthAt(const char* bytes, size_t slot)
+{
+    uint32_t length;
+    std::memcpy(&length, bytes + slot * sizeof(uint32_t), sizeof length);
+    return length;
+}
+
+} // namespace
+
+void FileEntry::Free::operator()(char* bytes) const
+{
+    std::free(bytes);
+}
+
+FileEntry::FileEntry(const FileEntry& other)
+    : name(other.name)
+    , isFolder(other.isFolder)
+    , isPackage(other.isPackage)
+    , isHidden(other.isHidden)
+    , isSymbolicLink(other.isSymbolicLink)
+    , size(other.size)
+    , dateModified(other.dateModified)
+    , kind(other.kind)
+    , tagSortKey(other.tagSortKey)
+    , iconName(other.iconName)
+    , identity(other.identity)
+{
+    assign(other.pathBytes(), other.nameKey());
+}
+
+FileEntry& FileEntry::operator=(const FileEntry& other)
+{
+    if (this != &other)
+        *this = FileEntry(other);
+    return *this;
+}
+
+std::string_view FileEntry::pathBytes() const
+{
+    if (!m_bytes)
+        return {};
+    return {m_bytes.get() + kHeader, lengthAt(m_bytes.get(), 0)};
+}
+
+std::string_view FileEntry::nameBytes() const
+{
+    const std::string_view path = pathBytes();
+    const size_t slash = path.rfind('/');
+    return slash == std::string_view::npos ? path : path.substr(slash + 1);
+}
+
+std::string_view FileEntry::nameKey() const
+{
+    if (!m_bytes)
+        return {};
+    return {m_bytes.get() + kHeader + lengthAt(m_bytes.get(), 0), lengthAt(m_bytes.get(), 1)};
+}
+
+void FileEntry::setPathBytes(std::string_view path)
+{
+    assign(path, nameKey());
+}
+
+void FileEntry::setNameKey(std::string_view key)
+{
+    assign(pathBytes(), key);
+}
+
+// The old block may hold either view, so the new one is filled before it goes.
+void FileEntry::assign(std::string_view path, std::string_view key)
+{
+    if (path.empty() && key.empty()) {
+        m_bytes.reset();
+        return;
+    }
+    auto* bytes = static_cast<char*>(std::malloc(kHeader + path.size() + key.size()));
+    if (!bytes)
+        throw std::bad_alloc();
+    const uint32_t lengths[2] = {uint32_t(path.size()), uint32_t(key.size())};
+    std::memcpy(bytes, lengths, kHeader);
+    if (!path.empty())
+        std::memcpy(bytes + kHeader, path.data(), path.size());
+    if (!key.empty())
+        std::memcpy(bytes + kHeader + path.size(), key.data(), key.size());
+    m_bytes.reset(bytes);
+}
+
 char FileEntry::typeLetter() const
 {
     if (isSymbolicLink)
@@ -10,7 +105,7 @@ char FileEntry::typeLetter() const
 // nameKey and iconName follow from the other fields, so they stay out of equality.
 bool FileEntry::operator==(const FileEntry& other) const
 {
-    return path == other.path && name == other.name && isFolder == other.isFolder &&
+    return pathBytes() == other.pathBytes() && name == other.name && isFolder == other.isFolder &&
            isPackage == other.isPackage && isHidden == other.isHidden &&
            isSymbolicLink == other.isSymbolicLink && size == other.size &&
            dateModified == other.dateModified && kind == other.kind &&

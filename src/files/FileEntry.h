@@ -2,33 +2,61 @@
 
 #include "platform/FileIdentity.h"
 
-#include <QByteArray>
 #include <QString>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
+#include <string_view>
 
-// One listed item. The ten fields below take part in equality; nameKey,
-// iconName and identity are derived when the entry is read.
+// One listed item. A folder of a million items holds a million of these, so the
+// path and the name's collation key share one small allocation, and the path is
+// built as a std::filesystem::path only when asked for (libstdc++ keeps every
+// component of a path as a path of its own, several hundred bytes each).
+// Everything but the collation key and the icon name takes part in equality.
 struct FileEntry {
-    std::filesystem::path path; // as listed, links not resolved
-    QString name;               // last component as shown; "/" for the root
-    bool isFolder = false;      // a directory (or a link to one), not a package
-    bool isPackage = false;     // always false on Linux
+    QString name;           // last component as shown; "/" for the root
+    bool isFolder = false;  // a directory (or a link to one), not a package
+    bool isPackage = false; // always false on Linux
     bool isHidden = false;
     bool isSymbolicLink = false;
-    std::optional<int64_t> size;         // absent for folders until a folder size is known
-    std::optional<int64_t> dateModified; // nanoseconds since 1970, UTC
-    QString kind;                        // Japanese type description, may be empty
-    std::optional<QString> tagSortKey;   // only while sorting by tags
-
-    QByteArray nameKey;                   // ICU collation key of name, made once when read
+    std::optional<int64_t> size;          // absent for folders until a folder size is known
+    std::optional<int64_t> dateModified;  // nanoseconds since 1970, UTC
+    QString kind;                         // Japanese type description, may be empty
+    std::optional<QString> tagSortKey;    // only while sorting by tags
     QString iconName;                     // theme icon name for the MIME type
     std::optional<FileIdentity> identity; // absent when the item could not be stat'ed
+
+    FileEntry() = default;
+    FileEntry(const FileEntry& other);
+    FileEntry& operator=(const FileEntry& other);
+    FileEntry(FileEntry&&) noexcept = default;
+    FileEntry& operator=(FileEntry&&) noexcept = default;
+
+    // As listed, links not resolved; byte-exact.
+    std::filesystem::path path() const { return std::filesystem::path(pathBytes()); }
+    std::string_view pathBytes() const;
+    // The raw bytes of the last component of pathBytes().
+    std::string_view nameBytes() const;
+    void setPath(const std::filesystem::path& path) { setPathBytes(path.native()); }
+    void setPathBytes(std::string_view path);
+
+    // ICU collation key of name, made once when read (empty until then).
+    std::string_view nameKey() const;
+    void setNameKey(std::string_view key);
 
     // The letter quillo-tool prints: d folder, f file, l link to a file or dangling,
     // L link to a folder.
     char typeLetter() const;
 
     bool operator==(const FileEntry& other) const;
+
+private:
+    // One block: path length, key length (uint32 each), path bytes, key bytes.
+    struct Free {
+        void operator()(char* bytes) const;
+    };
+    void assign(std::string_view path, std::string_view key);
+
+    std::unique_ptr<char, Free> m_bytes;
 };

@@ -28,7 +28,7 @@ void fillFolderSizes(std::vector<FileEntry>& entries)
         return;
     for (FileEntry& entry : entries) {
         if ((entry.isFolder || entry.isPackage) && !entry.size)
-            entry.size = lookup(PathText::standardized(entry.path));
+            entry.size = lookup(PathText::standardized(entry.path()));
     }
 }
 
@@ -55,7 +55,7 @@ public:
     std::unique_ptr<FileNode> take(std::string_view path)
     {
         if (m_next < m_nodes.size() && m_nodes[m_next] &&
-            m_nodes[m_next]->entry.path.native() == path) {
+            m_nodes[m_next]->entry.pathBytes() == path) {
             if (m_indexed)
                 m_index.erase(path);
             return claim(m_next);
@@ -83,7 +83,7 @@ private:
         m_index.reserve(m_nodes.size());
         for (size_t i = 0; i < m_nodes.size(); ++i) {
             if (m_nodes[i])
-                m_index.emplace(m_nodes[i]->entry.path.native(), i);
+                m_index.emplace(m_nodes[i]->entry.pathBytes(), i);
         }
     }
 
@@ -137,7 +137,7 @@ void FileNode::setChildren(std::vector<FileEntry> entries, const FileSort& sort)
     std::vector<std::unique_ptr<FileNode>> next;
     next.reserve(entries.size());
     for (FileEntry& entry : entries) {
-        std::unique_ptr<FileNode> node = reuse.take(entry.path.native());
+        std::unique_ptr<FileNode> node = reuse.take(entry.pathBytes());
         if (node)
             node->entry = std::move(entry);
         else
@@ -195,14 +195,14 @@ FileNode* FileNode::findByPath(const fs::path& path)
 {
     QUILLO_ASSERT_MAIN_THREAD();
     const std::string_view target = path.native();
-    if (entry.path.native() == target)
+    if (entry.pathBytes() == target)
         return this;
     if (!m_children)
         return nullptr;
     // Only children that contain the path are entered. Every child is tried, not
     // just the first: a tag location may list a folder and also items inside it.
     for (const auto& kid : *m_children) {
-        const std::string_view kidPath = kid->entry.path.native();
+        const std::string_view kidPath = kid->entry.pathBytes();
         if (kidPath == target)
             return kid.get();
         if (kid->m_children && isInside(target, kidPath)) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <string_view>
 #include <unicode/ucol.h>
 #include <unordered_map>
 
@@ -43,12 +44,18 @@ const UChar* utf16(const QString& text)
     return reinterpret_cast<const UChar*>(text.utf16());
 }
 
-int compareKeys(const QByteArray& a, const QByteArray& b)
+// Byte order, as ICU defines sort keys (std::string_view compares char, which may be signed).
+int compareKeys(std::string_view a, std::string_view b)
 {
-    const size_t n = size_t(std::min(a.size(), b.size()));
-    if (const int r = n ? std::memcmp(a.constData(), b.constData(), n) : 0)
+    const size_t n = std::min(a.size(), b.size());
+    if (const int r = n ? std::memcmp(a.data(), b.data(), n) : 0)
         return r < 0 ? -1 : 1;
     return a.size() < b.size() ? -1 : a.size() > b.size() ? 1 : 0;
+}
+
+std::string_view view(const QByteArray& bytes)
+{
+    return {bytes.constData(), size_t(bytes.size())};
 }
 
 int compareNumbers(int64_t a, int64_t b)
@@ -58,11 +65,14 @@ int compareNumbers(int64_t a, int64_t b)
 
 constexpr int64_t kDistantPast = std::numeric_limits<int64_t>::min();
 
-QByteArray nameKeyOf(const FileEntry& entry)
+// The key as made when read, or made now into `scratch` for an entry that has none.
+std::string_view nameKeyOf(const FileEntry& entry, QByteArray& scratch)
 {
-    if (entry.nameKey.isEmpty() && !entry.name.isEmpty())
-        return FileSorter::collationKey(entry.name);
-    return entry.nameKey;
+    if (entry.nameKey().empty() && !entry.name.isEmpty()) {
+        scratch = FileSorter::collationKey(entry.name);
+        return view(scratch);
+    }
+    return entry.nameKey();
 }
 
 // What one comparison needs, gathered once so that sorting touches no QString. The
@@ -79,10 +89,10 @@ struct SortItem {
     bool tagged = false;
 };
 
-uint64_t wordAt(const QByteArray& key, qsizetype from)
+uint64_t wordAt(std::string_view key, size_t from)
 {
     uint64_t word = 0;
-    for (qsizetype i = from; i < from + 8; ++i)
+    for (size_t i = from; i < from + 8; ++i)
         word = (word << 8) | (i < key.size() ? uint8_t(key[i]) : 0);
     return word;
 }
@@ -131,11 +141,13 @@ public:
             keys.push_back(FileSorter::collationKey(m_texts[id]));
             order[id] = id;
         }
-        std::sort(order.begin(), order.end(),
-                  [&](uint32_t a, uint32_t b) { return compareKeys(keys[a], keys[b]) < 0; });
+        std::sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
+            return compareKeys(view(keys[a]), view(keys[b])) < 0;
+        });
         std::vector<int64_t> rank(m_texts.size());
         for (size_t i = 0; i < order.size(); ++i) {
-            const bool same = i > 0 && compareKeys(keys[order[i - 1]], keys[order[i]]) == 0;
+            const bool same =
+                i > 0 && compareKeys(view(keys[order[i - 1]]), view(keys[order[i]])) == 0;
             rank[order[i]] = same ? rank[order[i - 1]] : int64_t(i);
         }
         return rank;
@@ -181,14 +193,15 @@ std::vector<SortItem> makeItems(std::vector<T>& elements, FileSortKey key)
     std::vector<SortItem> items(elements.size());
     for (size_t i = 0; i < elements.size(); ++i) {
         FileEntry& entry = entryOf(elements[i]);
-        if (entry.nameKey.isEmpty() && !entry.name.isEmpty())
-            entry.nameKey = FileSorter::collationKey(entry.name);
+        if (entry.nameKey().empty() && !entry.name.isEmpty())
+            entry.setNameKey(view(FileSorter::collationKey(entry.name)));
+        const std::string_view nameKey = entry.nameKey();
         SortItem& item = items[i];
         item.primary = primaryOf(entry, key, table);
-        item.namePrefix = wordAt(entry.nameKey, 0);
-        item.nameInfix = wordAt(entry.nameKey, 8);
-        item.name = entry.nameKey.constData();
-        item.nameSize = uint32_t(entry.nameKey.size());
+        item.namePrefix = wordAt(nameKey, 0);
+        item.nameInfix = wordAt(nameKey, 8);
+        item.name = nameKey.data();
+        item.nameSize = uint32_t(nameKey.size());
         item.index = uint32_t(i);
         item.tagged = entry.tagSortKey.has_value();
     }
@@ -245,8 +258,10 @@ void sortElements(std::vector<T>& elements, const FileSort& sort)
 int FileSorter::compare(const FileEntry& a, const FileEntry& b) const
 {
     switch (m_sort.key) {
-    case FileSortKey::name:
-        return compareKeys(nameKeyOf(a), nameKeyOf(b));
+    case FileSortKey::name: {
+        QByteArray scratchA, scratchB;
+        return compareKeys(nameKeyOf(a, scratchA), nameKeyOf(b, scratchB));
+    }
     case FileSortKey::dateModified:
         return compareNumbers(a.dateModified.value_or(kDistantPast),
                               b.dateModified.value_or(kDistantPast));
@@ -266,7 +281,8 @@ bool FileSorter::areInIncreasingOrder(const FileEntry& a, const FileEntry& b) co
         return a.tagSortKey.has_value();
     if (const int r = compare(a, b))
         return m_sort.ascending ? r < 0 : r > 0;
-    return compareKeys(nameKeyOf(a), nameKeyOf(b)) < 0;
+    QByteArray scratchA, scratchB;
+    return compareKeys(nameKeyOf(a, scratchA), nameKeyOf(b, scratchB)) < 0;
 }
 
 std::vector<FileEntry> FileSorter::sorted(std::vector<FileEntry> entries) const

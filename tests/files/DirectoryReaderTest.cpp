@@ -32,10 +32,10 @@ TEST(DirectoryReaderTest, AwkwardNamesAreListedAndTheirPathsOpen)
     ASSERT_TRUE(entries);
     ASSERT_EQ(entries->size(), names.size()); // and no "." or ".."
     for (const FileEntry& entry : *entries) {
-        const std::string bytes = entry.path.filename().native();
-        EXPECT_EQ(entry.path, dir.path() / bytes);
-        EXPECT_EQ(readFile(entry.path), "contents of " + bytes);
-        EXPECT_EQ(entry.name, PathText::displayName(entry.path));
+        const std::string bytes = entry.path().filename().native();
+        EXPECT_EQ(entry.path(), dir.path() / bytes);
+        EXPECT_EQ(readFile(entry.path()), "contents of " + bytes);
+        EXPECT_EQ(entry.name, PathText::displayName(entry.path()));
     }
     EXPECT_TRUE(readByName(dir.path(), false).contains(QStringLiteral("bad\uFFFD.txt")));
 }
@@ -151,10 +151,10 @@ TEST(DirectoryReaderTest, BigFolderEntriesMatchTheirItems)
         const int i = std::stoi(e.name.toStdString());
         EXPECT_FALSE(seen[size_t(i)]) << i;
         seen[size_t(i)] = true;
-        EXPECT_EQ(e.path.filename().native(), e.name.toStdString());
+        EXPECT_EQ(e.path().filename().native(), e.name.toStdString());
         EXPECT_EQ(e.size, i % 37) << i;
         EXPECT_EQ(e.kind, kinds[i % 3]) << i;
-        EXPECT_FALSE(e.nameKey.isEmpty());
+        EXPECT_FALSE(e.nameKey().empty());
     }
 }
 
@@ -181,7 +181,7 @@ TEST(DirectoryReaderTest, EntryForOnePathAndEquality)
 
     // Equality ignores derived fields only.
     FileEntry b = file;
-    b.nameKey.clear();
+    b.setNameKey({});
     b.iconName.clear();
     EXPECT_EQ(file, b);
     b.tagSortKey = QStringLiteral("00001");

@@ -16,11 +16,12 @@ FileEntry makeEntry(const std::string& path, bool folder = false,
                     std::optional<int64_t> size = std::nullopt)
 {
     FileEntry e;
-    e.path = path;
-    e.name = PathText::displayName(e.path);
+    e.setPath(path);
+    e.name = PathText::displayName(path);
     e.isFolder = folder;
     e.size = folder ? size : size.value_or(0);
-    e.nameKey = FileSorter::collationKey(e.name);
+    const QByteArray key = FileSorter::collationKey(e.name);
+    e.setNameKey({key.constData(), size_t(key.size())});
     return e;
 }
 
@@ -97,7 +98,7 @@ TEST_F(FileNodeTest, LargeReloadReusesEveryNodeStillPresent)
     root.setChildren(first, kByName);
     std::map<std::string, FileNode*> before;
     for (const auto& child : root.children())
-        before[child->entry.path.native()] = child.get();
+        before[std::string(child->entry.pathBytes())] = child.get();
 
     root.setChildren(second, kByName);
     ASSERT_EQ(root.children().size(), 4501u);
@@ -105,7 +106,8 @@ TEST_F(FileNodeTest, LargeReloadReusesEveryNodeStillPresent)
     EXPECT_EQ(root.child(4500)->entry.name, "new");
     for (const auto& child : root.children()) {
         if (child->entry.name != "new") {
-            EXPECT_EQ(child.get(), before.at(child->entry.path.native())) << child->entry.path;
+            EXPECT_EQ(child.get(), before.at(std::string(child->entry.pathBytes())))
+                << child->entry.path();
         }
     }
 }
@@ -144,7 +146,7 @@ TEST_F(FileNodeTest, TagKeysAreFilledOnlyWhenSortingByTags)
     int asked = 0;
     FileNode::lookups().tagSortKey = [&](const FileEntry& e) -> std::optional<QString> {
         ++asked;
-        const auto it = keys.find(e.path.native());
+        const auto it = keys.find(std::string(e.pathBytes()));
         return it == keys.end() ? std::nullopt : std::optional(it->second);
     };
     const std::vector<FileEntry> entries = {makeEntry("/t/delta"), makeEntry("/t/beta"),

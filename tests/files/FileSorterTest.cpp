@@ -12,7 +12,7 @@ FileEntry make(const char* name, std::optional<int64_t> size = std::nullopt,
 {
     FileEntry e;
     e.name = QString::fromUtf8(name);
-    e.path = std::filesystem::path("/x") / name;
+    e.setPath(std::filesystem::path("/x") / name);
     e.isFolder = !size;
     e.size = size;
     e.dateModified = date;

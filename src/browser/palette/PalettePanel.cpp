@@ -53,7 +53,7 @@ std::vector<FileIndex::Entry> childrenOf(const PaneView* pane)
         return children;
     children.reserve(root->children().size());
     for (const auto& child : root->children())
-        children.push_back({child->entry.path, child->entry.isFolder});
+        children.push_back({child->entry.path(), child->entry.isFolder});
     return children;
 }
 

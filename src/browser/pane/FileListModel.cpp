@@ -36,7 +36,7 @@ void FileListModel::applyReading(FileNode* folder, std::vector<FileEntry> entrie
     setChildren(folder, std::move(entries), sort);
     // Only now: views react to the change signals by asking canFetchMore(), and a
     // folder must not look unread while its rows are being inserted.
-    m_reading.erase(folder->entry.path.native());
+    m_reading.erase(std::string(folder->entry.pathBytes()));
 }
 
 void FileListModel::setChildren(FileNode* folder, std::vector<FileEntry> entries,
@@ -154,7 +154,7 @@ void FileListModel::changeLayout(const FileNode* reloaded, Mutation&& mutate)
     for (const QModelIndex& index : before) {
         const FileNode* node = nodeForIndex(index);
         if (reloaded && isInside(node, reloaded))
-            saved.push_back({nullptr, node->entry.path.native()});
+            saved.push_back({nullptr, std::string(node->entry.pathBytes())});
         else
             saved.push_back({node, {}});
     }
@@ -170,7 +170,7 @@ void FileListModel::changeLayout(const FileNode* reloaded, Mutation&& mutate)
             const FileNode* node = stack.back();
             stack.pop_back();
             for (const auto& child : node->children()) {
-                byPath.emplace(child->entry.path.native(), child.get());
+                byPath.emplace(child->entry.pathBytes(), child.get());
                 if (child->childrenLoaded())
                     stack.push_back(child.get());
             }
@@ -337,7 +337,7 @@ QVariant FileListModel::gitData(const FileEntry& entry, int role) const
 {
     if (!m_git)
         return {};
-    const auto status = m_git->status(entry.path);
+    const auto status = m_git->status(entry.path());
     if (!status)
         return {};
     if (role == GitStatusRole)
@@ -365,7 +365,7 @@ void FileListModel::setFolderSizes(const std::unordered_map<std::string, int64_t
     for (FileNode* folder : m_root->loadedFolders()) {
         bool any = false;
         for (const auto& child : folder->children()) {
-            const auto found = sizes.find(child->entry.path.native());
+            const auto found = sizes.find(std::string(child->entry.pathBytes()));
             if (found != sizes.end() && child->entry.size != found->second) {
                 child->entry.size = found->second;
                 any = true;
@@ -441,7 +441,7 @@ QMimeData* FileListModel::mimeData(const QModelIndexList& indexes) const
     for (const QModelIndex& index : indexes) {
         const FileNode* node = nodeForIndex(index);
         if (seen.insert(node).second)
-            paths.push_back(node->entry.path);
+            paths.push_back(node->entry.path());
     }
     return FileClipboard::makeMimeData(paths, false).release();
 }
@@ -467,7 +467,7 @@ bool FileListModel::dropMimeData(const QMimeData* data, Qt::DropAction action, i
         target = target->parent();
     if (!target || !target->entry.isFolder)
         return false;
-    Q_EMIT filesDropped(*data, target->entry.path, action);
+    Q_EMIT filesDropped(*data, target->entry.path(), action);
     // The operation manager does the work; the view must not remove rows itself.
     return false;
 }
@@ -485,6 +485,6 @@ void FileListModel::fetchMore(const QModelIndex& parent)
     if (!canFetchMore(parent))
         return;
     FileNode* node = nodeForIndex(parent);
-    m_reading.insert(node->entry.path.native());
+    m_reading.insert(std::string(node->entry.pathBytes()));
     Q_EMIT folderNeedsReading(node);
 }

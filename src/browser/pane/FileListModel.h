@@ -47,7 +47,7 @@ public:
     int visibleTopLevelCount() const;
     bool isReading(const FileNode* folder) const
     {
-        return m_reading.contains(folder->entry.path.native());
+        return m_reading.contains(std::string(folder->entry.pathBytes()));
     }
 
     // The Git state shown per row; null outside a working tree. Rows only repaint.

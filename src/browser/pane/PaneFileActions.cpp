@@ -144,7 +144,7 @@ void PaneFileActions::renameRow(const QPersistentModelIndex& index, const QStrin
         return;
     const FileEntry& entry = m_pane.model()->nodeForIndex(index)->entry;
     if (newName != entry.name)
-        rename(FileItem{entry.path, entry.identity}, newName);
+        rename(FileItem{entry.path(), entry.identity}, newName);
 }
 
 void PaneFileActions::newFolder()

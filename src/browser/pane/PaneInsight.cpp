@@ -93,14 +93,14 @@ void PaneInsight::folderRead(FileNode* folder, const FileSort& sort)
     if (m_folder.empty())
         return;
     if (folder != m_model.root() && m_watcher)
-        m_watcher->watchFolder(folder->entry.path);
+        m_watcher->watchFolder(folder->entry.path());
     m_sizeSort = sort;
     if (!Preferences::shared().calculateFolderSizes())
         return;
     std::vector<fs::path> wanted;
     for (const auto& child : folder->children()) {
         if ((child->entry.isFolder || child->entry.isPackage) && !child->entry.size)
-            wanted.push_back(PathText::standardized(child->entry.path));
+            wanted.push_back(PathText::standardized(child->entry.path()));
     }
     if (wanted.empty())
         return;
@@ -168,8 +168,8 @@ std::vector<fs::path> PaneInsight::touchedFolders(const std::vector<fs::path>& p
         return {};
     std::unordered_set<std::string_view> loaded;
     for (FileNode* folder : root->loadedFolders())
-        loaded.insert(folder->entry.path.native());
-    loaded.insert(root->entry.path.native());
+        loaded.insert(std::string(folder->entry.pathBytes()));
+    loaded.insert(std::string(root->entry.pathBytes()));
     std::unordered_set<std::string_view> chosen;
     std::vector<fs::path> folders;
     for (const fs::path& path : paths) {

@@ -36,7 +36,7 @@ FileEntry rootEntry(const Location& location)
 {
     // Built without touching the disk; the reading fills in the children.
     FileEntry entry;
-    entry.path = location.path();
+    entry.setPath(location.path());
     entry.name = location.displayName();
     entry.isFolder = true;
     return entry;
@@ -180,7 +180,7 @@ void PaneView::startReading(FileNode* folder)
 {
     const uint64_t generation = m_generation;
     const uint64_t sequence = ++m_readSequence;
-    const fs::path path = folder->entry.path;
+    const fs::path path = folder->entry.path();
     m_latestRead[path.native()] = sequence;
     if (folder == m_model->root())
         m_state->setLoading(true);
@@ -205,7 +205,7 @@ void PaneView::finishReading(uint64_t generation, uint64_t sequence, const fs::p
         return;
     m_latestRead.erase(latest);
     FileNode* root = m_model->root();
-    FileNode* node = root->entry.path == folder ? root : root->findByPath(folder);
+    FileNode* node = root->entry.path() == folder ? root : root->findByPath(folder);
     if (!node) {
         m_model->forgetReading(folder);
         return;
@@ -284,7 +284,7 @@ void PaneView::reloadFolders(const std::vector<fs::path>& folders)
     if (location().isTag()) {
         // Items of a tag live anywhere: any change may have renamed or removed one.
         std::vector<fs::path> withRoot = folders;
-        withRoot.push_back(m_model->root()->entry.path);
+        withRoot.push_back(m_model->root()->entry.path());
         readFolders(withRoot);
         return;
     }
@@ -296,7 +296,7 @@ void PaneView::readFolders(const std::vector<fs::path>& folders)
     for (const fs::path& folder : folders) {
         const fs::path standard = PathText::standardized(folder);
         FileNode* root = m_model->root();
-        FileNode* node = root->entry.path == standard ? root : root->findByPath(standard);
+        FileNode* node = root->entry.path() == standard ? root : root->findByPath(standard);
         if (node && (node == root || node->childrenLoaded()))
             startReading(node);
     }
@@ -307,7 +307,7 @@ std::vector<FileItem> PaneView::selectedItems() const
     std::vector<FileItem> items;
     for (const QModelIndex& index : m_list->selectionModel()->selectedRows()) {
         const FileEntry& entry = m_model->nodeForIndex(index)->entry;
-        items.push_back(FileItem{entry.path, entry.identity});
+        items.push_back(FileItem{entry.path(), entry.identity});
     }
     return items;
 }
@@ -377,7 +377,7 @@ void PaneView::reload()
     // By path: a reading that comes back at once may free the nodes below it.
     std::vector<fs::path> folders;
     for (FileNode* folder : m_model->root()->loadedFolders())
-        folders.push_back(folder->entry.path);
+        folders.push_back(folder->entry.path());
     readFolders(folders);
 }
 
@@ -398,7 +398,7 @@ std::vector<fs::path> PaneView::selectedPaths() const
 {
     std::vector<fs::path> paths;
     for (const QModelIndex& index : m_list->selectionModel()->selectedRows())
-        paths.push_back(m_model->nodeForIndex(index)->entry.path);
+        paths.push_back(m_model->nodeForIndex(index)->entry.path());
     return paths;
 }
 
@@ -445,11 +445,11 @@ void PaneView::openSelection()
         if (node->entry.isFolder && !folder)
             folder = node;
         else if (!node->entry.isFolder)
-            files.push_back(node->entry.path);
+            files.push_back(node->entry.path());
     }
     m_fileActions->openFiles(files);
     if (folder)
-        navigate(Location::folder(folder->entry.path));
+        navigate(Location::folder(folder->entry.path()));
 }
 
 void PaneView::openFiles(const std::vector<fs::path>& files)

@@ -10,7 +10,7 @@ namespace TagCells {
 QString names(const FileEntry& entry)
 {
     QStringList names;
-    for (const Tag& tag : TagStore::shared().explicitTags(entry.path))
+    for (const Tag& tag : TagStore::shared().explicitTags(entry.path()))
         names << tag.leafName();
     return names.join(QStringLiteral(", "));
 }
@@ -18,7 +18,7 @@ QString names(const FileEntry& entry)
 QString toolTip(const FileEntry& entry)
 {
     QStringList names;
-    for (const Tag& tag : TagStore::shared().explicitTags(entry.path))
+    for (const Tag& tag : TagStore::shared().explicitTags(entry.path()))
         names << tag.name;
     return names.join(QLatin1Char('\n'));
 }
@@ -26,7 +26,7 @@ QString toolTip(const FileEntry& entry)
 QVariantList dots(const FileEntry& entry)
 {
     QVariantList pairs;
-    for (const Tag& tag : TagStore::shared().explicitTags(entry.path))
+    for (const Tag& tag : TagStore::shared().explicitTags(entry.path()))
         pairs << QVariant(QStringList{tag.leafName(), tag.color});
     return pairs;
 }
@@ -34,7 +34,7 @@ QVariantList dots(const FileEntry& entry)
 QIcon icon(const FileEntry& entry)
 {
     if (entry.isFolder) {
-        if (const auto color = TagStore::shared().folderColor(entry.path))
+        if (const auto color = TagStore::shared().folderColor(entry.path()))
             return IconCache::tinted(QStringLiteral("folder"), *color);
     }
     return IconCache::icon(entry);

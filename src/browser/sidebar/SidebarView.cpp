@@ -164,7 +164,7 @@ void SidebarView::addToFavorites(const PaneView& pane, SidebarStore& store)
     for (const QModelIndex& index : pane.listView()->selectionModel()->selectedRows()) {
         const FileNode* node = pane.model()->nodeForIndex(index);
         if (node && node->entry.isFolder)
-            folders.push_back(node->entry.path);
+            folders.push_back(node->entry.path());
     }
     if (folders.empty() && pane.location().isFolder())
         folders.push_back(pane.location().path());

@@ -19,7 +19,7 @@ void install(TagStore& store)
 {
     QPointer<TagStore> tags(&store);
     FileNode::lookups().tagSortKey = [tags](const FileEntry& entry) -> std::optional<QString> {
-        return tags ? tags->tagSortKey(entry.path) : std::nullopt;
+        return tags ? tags->tagSortKey(entry.path()) : std::nullopt;
     };
     Location::setTagNameLookup([tags](const QUuid& id) {
         const auto tag = tags ? tags->tag(id) : std::nullopt;
