@@ -18,10 +18,13 @@
 #include "tags/TagStore.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QEvent>
+#include <QFileInfo>
 #include <QIcon>
 #include <QMessageBox>
 #include <QScreen>
+#include <QStandardPaths>
 #include <algorithm>
 
 namespace fs = std::filesystem;
@@ -77,11 +80,34 @@ void Application::configure()
     QApplication::setApplicationVersion(QStringLiteral(QUILLO_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("app.quillo.Quillo"));
     installAppLocale();
-    // Outside a full desktop session Qt finds no icon theme; fall back to the
-    // freedesktop themes that Debian installs.
+    installIconTheme();
+}
+
+void Application::installIconTheme()
+{
+    // Outside a full desktop session (bare X, a tiling window manager) Qt names no
+    // theme and searches only its own resources: add the freedesktop folders and
+    // use Adwaita, which Debian installs, for what the desktop's theme lacks.
+    QStringList paths = QIcon::themeSearchPaths();
+    QStringList folders{QDir::homePath() + QStringLiteral("/.icons")};
+    for (const QString& data :
+         QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation))
+        folders.append(data + QStringLiteral("/icons"));
+    for (const QString& folder : folders) {
+        if (!paths.contains(folder))
+            paths.append(folder);
+    }
+    QIcon::setThemeSearchPaths(paths);
+    const QString adwaita = QStringLiteral("Adwaita");
+    const bool installed = std::any_of(paths.begin(), paths.end(), [&](const QString& folder) {
+        return QFileInfo::exists(folder + QLatin1Char('/') + adwaita +
+                                 QStringLiteral("/index.theme"));
+    });
+    if (!installed)
+        return;
     if (QIcon::themeName().isEmpty() || QIcon::themeName() == QStringLiteral("hicolor"))
-        QIcon::setThemeName(QStringLiteral("Adwaita"));
-    QIcon::setFallbackThemeName(QStringLiteral("hicolor"));
+        QIcon::setThemeName(adwaita);
+    QIcon::setFallbackThemeName(adwaita);
 }
 
 void Application::start(const std::vector<fs::path>& items)

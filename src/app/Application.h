@@ -73,6 +73,7 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    static void installIconTheme();
     BrowserWindow* makeWindow(const PaneLayout& layout);
     void place(BrowserWindow* window, const std::optional<QRect>& frame) const;
     void windowClosing(BrowserWindow* window);

@@ -7,6 +7,7 @@
 #include "core/PathText.h"
 #include "core/Preferences.h"
 
+#include <QIcon>
 #include <QSettings>
 #include <QTest>
 
@@ -268,6 +269,25 @@ TEST_F(ApplicationTest, ALaunchWithoutItemsOpensHomeOnlyWhenNoWindowIsOpen)
     EXPECT_EQ(shownFolders(), std::vector<fs::path>{PathText::homeFolder()});
     app.openItems({});
     EXPECT_EQ(totalTabs(), 1);
+}
+
+// A bare X session names no icon theme and Qt then searches only its resources.
+TEST(ApplicationIconTheme, FallsBackToAdwaitaWhenTheDesktopNamesNoUsableTheme)
+{
+    const QStringList searchPaths = QIcon::themeSearchPaths();
+    const QString theme = QIcon::themeName();
+    for (const QString& desktopTheme :
+         {QString(), QStringLiteral("hicolor"), QStringLiteral("None")}) {
+        for (const QStringList& paths : {QStringList{":/icons"}, searchPaths}) {
+            QIcon::setThemeSearchPaths(paths);
+            QIcon::setThemeName(desktopTheme);
+            Application::configure();
+            EXPECT_FALSE(QIcon::fromTheme("go-previous").isNull()) << desktopTheme.toStdString();
+            EXPECT_EQ(QIcon::themeName(), desktopTheme == "None" ? "None" : "Adwaita");
+        }
+    }
+    QIcon::setThemeSearchPaths(searchPaths);
+    QIcon::setThemeName(theme);
 }
 
 } // namespace
