@@ -315,6 +315,59 @@ std::string infoContents(const TrashDir& trash, const fs::path& item)
            "\n";
 }
 
+// A mount point field of /proc/self/mountinfo, with its octal escapes (\040 ...) undone.
+std::string unescapedMountField(std::string_view field)
+{
+    std::string out;
+    for (size_t i = 0; i < field.size(); ++i) {
+        const auto octal = [&](size_t k) { return field[k] >= '0' && field[k] <= '7'; };
+        if (field[i] == '\\' && i + 3 < field.size() && octal(i + 1) && octal(i + 2) &&
+            octal(i + 3)) {
+            out += static_cast<char>((field[i + 1] - '0') * 64 + (field[i + 2] - '0') * 8 +
+                                     (field[i + 3] - '0'));
+            i += 3;
+        } else {
+            out += field[i];
+        }
+    }
+    return out;
+}
+
+bool listedAsMountPoint(const fs::path& physical)
+{
+    FILE* table = std::fopen("/proc/self/mountinfo", "re");
+    if (!table)
+        return false;
+    char* line = nullptr;
+    size_t capacity = 0;
+    bool found = false;
+    while (!found && ::getline(&line, &capacity, table) > 0) {
+        // ID PARENT MAJ:MIN ROOT MOUNTPOINT ...
+        std::string_view rest(line);
+        for (int field = 0; field < 4 && !rest.empty(); ++field)
+            rest.remove_prefix(std::min(rest.size(), rest.find(' ') + 1));
+        found = unescapedMountField(rest.substr(0, rest.find(' '))) == physical.native();
+    }
+    std::free(line);
+    std::fclose(table);
+    return found;
+}
+
+// A mount point cannot leave its place, and its own trash would lie inside it: it is
+// refused before any trash folder is made on the file system around it.
+bool isMountPoint(const fs::path& item, const struct stat& st)
+{
+    struct stat parent;
+    if (::stat(item.parent_path().c_str(), &parent) == 0 && parent.st_dev != st.st_dev)
+        return true;
+    char* resolved = ::realpath(item.parent_path().c_str(), nullptr);
+    if (!resolved)
+        return false;
+    const fs::path physical = fs::path(resolved) / item.filename();
+    std::free(resolved);
+    return listedAsMountPoint(physical);
+}
+
 // Error codes that mean this volume has no trash we may use.
 bool meansNoTrash(int code)
 {
@@ -333,6 +386,8 @@ Result<TrashedItem> moveToTrash(const fs::path& path)
     struct stat st;
     if (::lstat(item->c_str(), &st) != 0)
         return failure(errno, path);
+    if (isMountPoint(*item, st))
+        return failure(kMountPoint, path);
     auto trash = trashFor(item->parent_path(), st.st_dev);
     if (!trash)
         return failure(kNoTrash, path);

@@ -21,6 +21,9 @@ namespace Trash {
 // ENOTSUP in the error means the volume has no usable trash (read-only, bind
 // mount, a trash folder that is a link or someone else's): ask before deleting.
 constexpr int kNoTrash = ENOTSUP;
+// A mount point is a volume of its own: it never goes to a trash (nor is deleted in
+// its place).
+constexpr int kMountPoint = EXDEV;
 
 // Writes the .trashinfo first (O_EXCL), then renames the item into files/.
 Result<TrashedItem> moveToTrash(const std::filesystem::path& path);

@@ -436,5 +436,17 @@ TEST(TrashTest, VolumesUseOnlyTrustworthyTrashFolders)
     ASSERT_TRUE(bound.ok);
     EXPECT_EQ(Trash::moveToTrash(scratch / "bound/item").error().code, Trash::kNoTrash);
     EXPECT_EQ(readFile(source / "item"), "bound");
+    // Mount points themselves (another device, or a bind mount on the same one, reached
+    // through a name with a blank) are refused before any trash folder is made.
+    const fs::path around = scratch / "around";
+    Mount tmpfs("quillo-test", around / "tmpfs point", "tmpfs", 0);
+    Mount bindPoint(source.c_str(), around / "bind point", nullptr, MS_BIND);
+    ASSERT_TRUE(tmpfs.ok && bindPoint.ok);
+    for (const Mount* point : {&tmpfs, &bindPoint}) {
+        EXPECT_EQ(Trash::moveToTrash(point->point).error(),
+                  Error::fromErrno(Trash::kMountPoint, point->point));
+        EXPECT_EQ(entryCount(around), 2u) << point->point;
+    }
+    EXPECT_FALSE(fs::exists(scratch / own));
     EXPECT_EQ(entryCount(homeTrash() / "info"), homeEntries);
 }

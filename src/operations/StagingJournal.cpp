@@ -1,0 +1,252 @@
+#include "operations/StagingJournal.h"
+
+#include "core/PathText.h"
+#include "operations/StagingRecovery.h"
+#include "platform/AtomicFile.h"
+#include "platform/DirectoryScanner.h"
+#include "platform/FileCopier.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QtDebug>
+#include <algorithm>
+#include <cstring>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kRecordSuffix = ".json";
+constexpr size_t kMaxRecordBytes = size_t(64) << 20;
+
+const char* const kKindNames[] = {"copy", "move", "replaceCopy", "replaceMove"};
+
+// Paths are stored as base64 of their bytes: names need not be UTF-8.
+QJsonValue encodePath(const fs::path& path)
+{
+    return QString::fromLatin1(QByteArray::fromStdString(path.native()).toBase64());
+}
+
+fs::path decodePath(const QJsonValue& value)
+{
+    return fs::path(QByteArray::fromBase64(value.toString().toLatin1()).toStdString());
+}
+
+// Devices and inodes as decimal text: a JSON number loses bits above 2^53.
+QJsonValue encodeIdentity(const std::optional<FileIdentity>& identity)
+{
+    if (!identity)
+        return QJsonValue();
+    return QJsonArray{QString::number(identity->device), QString::number(identity->inode)};
+}
+
+std::optional<FileIdentity> decodeIdentity(const QJsonValue& value)
+{
+    const QJsonArray pair = value.toArray();
+    bool deviceOk = false, inodeOk = false;
+    const FileIdentity identity{pair.at(0).toString().toULongLong(&deviceOk),
+                                pair.at(1).toString().toULongLong(&inodeOk)};
+    if (pair.size() != 2 || !deviceOk || !inodeOk)
+        return std::nullopt;
+    return identity;
+}
+
+QJsonObject encodeEntry(const StagingJournal::Entry& entry)
+{
+    QJsonObject out{{"kind", kKindNames[int(entry.kind)]},
+                    {"hidden", encodePath(entry.hidden)},
+                    {"destination", encodePath(entry.destination)},
+                    {"source", encodePath(entry.source)}};
+    if (entry.sourceIdentity)
+        out.insert("sourceIdentity", encodeIdentity(entry.sourceIdentity));
+    if (entry.copied)
+        out.insert("copied", encodeIdentity(entry.copied));
+    return out;
+}
+
+std::optional<StagingJournal::Entry> decodeEntry(const QJsonObject& object)
+{
+    const QString kind = object.value("kind").toString();
+    const auto named = std::find_if(std::begin(kKindNames), std::end(kKindNames),
+                                    [&](const char* name) { return kind == QLatin1String(name); });
+    StagingJournal::Entry entry;
+    entry.hidden = decodePath(object.value("hidden"));
+    entry.destination = decodePath(object.value("destination"));
+    entry.source = decodePath(object.value("source"));
+    if (named == std::end(kKindNames) || entry.hidden.empty() || entry.destination.empty())
+        return std::nullopt;
+    entry.kind = StagingJournal::Kind(named - std::begin(kKindNames));
+    entry.sourceIdentity = decodeIdentity(object.value("sourceIdentity"));
+    entry.copied = decodeIdentity(object.value("copied"));
+    return entry;
+}
+
+// The entries of a claimed record; nullopt when the file is not one of our records.
+std::optional<std::vector<StagingJournal::Entry>> readRecord(const fs::path& file)
+{
+    const auto bytes = DirectoryScanner::readSmallFile(file, kMaxRecordBytes);
+    if (!bytes)
+        return std::nullopt;
+    QJsonParseError error;
+    const QJsonDocument document =
+        QJsonDocument::fromJson(QByteArray::fromStdString(*bytes), &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return std::nullopt;
+    std::vector<StagingJournal::Entry> entries;
+    for (const QJsonValue& value : document.object().value("entries").toArray()) {
+        if (auto entry = decodeEntry(value.toObject()))
+            entries.push_back(std::move(*entry));
+        else
+            qWarning("Staging journal %s: skipped an unreadable entry", file.c_str());
+    }
+    return entries;
+}
+
+void logReport(const StagingJournal::Report& report)
+{
+    for (const fs::path& path : report.removed)
+        qInfo("Removed %s, left by a transfer that was killed", path.c_str());
+    for (const fs::path& path : report.finished)
+        qInfo("Completed the move or replacement to %s that a killed transfer left", path.c_str());
+    for (const auto& item : report.unfinished)
+        qWarning("Could not complete the move of %s to %s (%s); the item is at %s",
+                 item.source.c_str(), item.destination.c_str(),
+                 item.error ? std::strerror(item.error->code) : "not the copy that was made",
+                 item.leftAt.empty() ? item.source.c_str() : item.leftAt.c_str());
+}
+
+} // namespace
+
+StagingJournal::Ticket::Ticket(Ticket&& other) noexcept
+    : m_journal(std::exchange(other.m_journal, nullptr))
+    , m_id(other.m_id)
+{
+}
+
+StagingJournal::Ticket::~Ticket()
+{
+    if (m_journal)
+        m_journal->finish(m_id);
+}
+
+void StagingJournal::Ticket::markCopied(const FileIdentity& copy)
+{
+    if (m_journal)
+        m_journal->markCopied(m_id, copy);
+}
+
+QString StagingJournal::Report::alertText() const
+{
+    QStringList lines;
+    for (const Unfinished& item : unfinished) {
+        QString line =
+            QStringLiteral("前回の移動を完了できませんでした: 「%1」から「%2」へ")
+                .arg(PathText::abbreviated(item.source), PathText::abbreviated(item.destination));
+        if (!item.leftAt.empty())
+            line += QStringLiteral("（項目は「%1」にあります）")
+                        .arg(PathText::abbreviated(item.leftAt));
+        if (item.error)
+            line += QStringLiteral("。") + item.error->description();
+        lines.append(line);
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
+StagingJournal::StagingJournal(fs::path folder, ProcessStamp owner)
+    : m_folder(std::move(folder))
+    , m_owner(std::move(owner))
+{
+}
+
+StagingJournal& StagingJournal::shared()
+{
+    static StagingJournal journal(PathText::dataHome() / "Quillo" / "transfers",
+                                  ProcessStamp::current());
+    return journal;
+}
+
+StagingJournal::Ticket StagingJournal::begin(Entry entry)
+{
+    std::lock_guard lock(m_mutex);
+    Ticket ticket;
+    ticket.m_journal = this;
+    ticket.m_id = m_nextId++;
+    m_entries.emplace_back(ticket.m_id, std::move(entry));
+    save();
+    return ticket;
+}
+
+void StagingJournal::markCopied(uint64_t id, const FileIdentity& copy)
+{
+    std::lock_guard lock(m_mutex);
+    for (auto& [entryId, entry] : m_entries) {
+        if (entryId == id)
+            entry.copied = copy;
+    }
+    save();
+}
+
+void StagingJournal::finish(uint64_t id)
+{
+    std::lock_guard lock(m_mutex);
+    std::erase_if(m_entries, [id](const auto& pair) { return pair.first == id; });
+    save();
+}
+
+void StagingJournal::save()
+{
+    // Written (and synced) even when empty: an unlink alone might not survive a power
+    // loss, and a stale entry would then be acted on again.
+    QJsonArray entries;
+    for (const auto& [id, entry] : m_entries)
+        entries.append(encodeEntry(entry));
+    const QByteArray bytes = QJsonDocument(QJsonObject{{"entries", entries}}).toJson();
+    const fs::path file = m_folder / (m_owner.text() + std::string(kRecordSuffix));
+    if (auto written = AtomicFile::write(file, bytes.toStdString()); !written) {
+        if (!std::exchange(m_warned, true))
+            qWarning("Cannot write the staging journal %s (errno %d); transfers go on without it",
+                     file.c_str(), written.error().code);
+        return;
+    }
+    if (m_entries.empty())
+        (void)FileCopier::removeTree(file);
+}
+
+StagingJournal::Report StagingJournal::recover()
+{
+    Report report;
+    const auto items = DirectoryScanner::scan(m_folder);
+    if (!items)
+        return report;
+    for (const ScannedItem& item : *items) {
+        const std::string& name = item.name;
+        if (!name.ends_with(kRecordSuffix))
+            continue;
+        const ProcessStamp writer = ProcessStamp::parse(name.substr(0, name.find('.')));
+        if (writer.pid == 0 || writer == m_owner || writer.isRunning())
+            continue;
+        fs::path claimed;
+        {
+            std::lock_guard lock(m_mutex);
+            claimed = m_folder / (m_owner.text() + ".claim-" + std::to_string(++m_claims) +
+                                  std::string(kRecordSuffix));
+        }
+        // Only one process wins the rename; a record claimed by us and left by our own
+        // death is claimed again by the next one.
+        if (!FileCopier::renameNoReplace(m_folder / name, claimed))
+            continue;
+        const auto entries = readRecord(claimed);
+        if (!entries) {
+            qWarning("Staging journal %s cannot be read; set aside", claimed.c_str());
+            (void)AtomicFile::setAside(claimed, ".corrupt");
+            continue;
+        }
+        // Latest first: a copy nested in a replacement is settled before the replacement.
+        for (auto it = entries->rbegin(); it != entries->rend(); ++it)
+            StagingRecovery::settle(*it, report);
+        (void)FileCopier::removeTree(claimed);
+    }
+    logReport(report);
+    return report;
+}
