@@ -3,6 +3,7 @@
 #include "app/Application.h"
 #include "browser/PaneTesting.h"
 #include "browser/window/BrowserWindow.h"
+#include "support/Lists.h"
 
 #include <QDBusMessage>
 
@@ -103,13 +104,10 @@ TEST_F(FileManager1ServiceTest, ShowFoldersOpensEachFolder)
 
 TEST(FileManager1PathsTest, LocalUrisAndPlainPathsOnly)
 {
-    const auto paths =
-        FileManager1Service::pathsOf({"file:///x/y%20z/", "/plain/../path", "relative/path",
-                                      "smb://host/share", "file:///%E2%9C%93"});
-    std::vector<std::string> natives;
-    for (const fs::path& path : paths)
-        natives.push_back(path.native());
-    EXPECT_EQ(natives, (std::vector<std::string>{"/x/y z", "/path", "/\xE2\x9C\x93"}));
+    EXPECT_EQ(
+        natives(FileManager1Service::pathsOf({"file:///x/y%20z/", "/plain/../path", "relative/path",
+                                              "smb://host/share", "file:///%E2%9C%93"})),
+        (std::vector<std::string>{"/x/y z", "/path", "/\xE2\x9C\x93"}));
 }
 
 } // namespace

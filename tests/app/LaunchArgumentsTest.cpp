@@ -1,6 +1,7 @@
 #include "app/LaunchArguments.h"
 
 #include "app/FileUri.h"
+#include "support/Lists.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -28,13 +29,8 @@ TEST(LaunchArgumentsTest, FileUrisDecodeToRawBytes)
         {"/plain/path", std::nullopt},
     };
     for (const Case& c : cases) {
-        const auto path = FileUri::toPath(c.uri);
-        if (c.path) {
-            ASSERT_TRUE(path) << c.uri;
-            EXPECT_EQ(path->native(), *c.path) << c.uri;
-        } else {
-            EXPECT_FALSE(path) << c.uri;
-        }
+        const std::optional<fs::path> path = FileUri::toPath(c.uri);
+        EXPECT_EQ(path ? std::optional(path->native()) : std::nullopt, c.path) << c.uri;
     }
 }
 
@@ -62,11 +58,9 @@ TEST(LaunchArgumentsTest, ItemsSkipOptionsAndOtherUris)
 TEST(LaunchArgumentsTest, RelativeItemsResolveAgainstTheLaunchFolder)
 {
     const QList<QByteArray> items{"sub dir/./f", "../up", "/abs//x/", ".", "\xFF"};
-    std::vector<std::string> resolved;
-    for (const fs::path& path : LaunchArguments::resolved(items, "/work/here"))
-        resolved.push_back(path.native());
-    EXPECT_EQ(resolved, (std::vector<std::string>{"/work/here/sub dir/f", "/work/up", "/abs/x",
-                                                  "/work/here", "/work/here/\xFF"}));
+    EXPECT_EQ(natives(LaunchArguments::resolved(items, "/work/here")),
+              (std::vector<std::string>{"/work/here/sub dir/f", "/work/up", "/abs/x", "/work/here",
+                                        "/work/here/\xFF"}));
     // Without a launch folder only absolute items mean anything.
     EXPECT_EQ(LaunchArguments::resolved(items, fs::path()), std::vector<fs::path>{"/abs/x"});
 }

@@ -1,5 +1,6 @@
 #include "app/SingleInstance.h"
 
+#include "support/Lists.h"
 #include "support/TempDir.h"
 
 #include <QCoreApplication>
@@ -35,14 +36,6 @@ QString uniqueName(const char* what)
     return QStringLiteral("app.quillo.Test.%1.p%2")
         .arg(QLatin1String(what))
         .arg(QCoreApplication::applicationPid());
-}
-
-std::vector<std::string> natives(const std::vector<fs::path>& paths)
-{
-    std::vector<std::string> out;
-    for (const fs::path& path : paths)
-        out.push_back(path.native());
-    return out;
 }
 
 TEST(SingleInstanceTest, TheFirstOwnsTheNameAndTheSecondHandsItsItemsOver)

@@ -106,12 +106,8 @@ TEST_F(ThemeTest, ReadsAppearanceAndAccentTextLeniently)
         {"", nullptr},          {"##2A7BDE", nullptr},
     };
     for (const auto& [text, expected] : hexes) {
-        SCOPED_TRACE(text);
-        const std::optional<QColor> color = Theme::parseHex(QString::fromUtf8(text));
-        EXPECT_EQ(color.has_value(), expected != nullptr);
-        if (color && expected) {
-            EXPECT_EQ(*color, QColor(QString::fromUtf8(expected)));
-        }
+        const auto color = expected ? std::optional(QColor(expected)) : std::nullopt;
+        EXPECT_EQ(Theme::parseHex(QString::fromUtf8(text)), color) << text;
     }
     for (const Theme::Preset& preset : Theme::presets())
         EXPECT_TRUE(Theme::parseHex(preset.hex)) << preset.name.toStdString();

@@ -78,6 +78,17 @@ inline QStringList rowNames(const QAbstractItemModel& model, const QModelIndex& 
     return names;
 }
 
+// The row under `parent` that shows this text, or an invalid index.
+inline QModelIndex rowTitled(const QAbstractItemModel& model, const QString& title,
+                             const QModelIndex& parent = {})
+{
+    for (int row = 0; row < model.rowCount(parent); ++row) {
+        if (model.index(row, 0, parent).data().toString() == title)
+            return model.index(row, 0, parent);
+    }
+    return {};
+}
+
 inline QModelIndex indexOfPath(const FileListModel& model, const std::filesystem::path& path)
 {
     FileNode* node = model.root() ? model.root()->findByPath(path) : nullptr;

@@ -1,29 +1,16 @@
-#include "browser/PaneTesting.h"
+#include "browser/WindowTesting.h"
 #include "browser/menus/AppCommands.h"
-#include "browser/menus/ShortcutStore.h"
-#include "browser/window/BrowserWindow.h"
-#include "browser/window/PaneContainer.h"
 #include "core/PathText.h"
 
-#include <QAction>
 #include <QClipboard>
 #include <QGuiApplication>
-#include <QMenu>
-#include <QMenuBar>
 #include <QSet>
-#include <QTest>
 #include <fstream>
-#include <memory>
 
 namespace fs = std::filesystem;
 using namespace testing_pane;
 
 namespace {
-
-QKeySequence keys(const char* text)
-{
-    return QKeySequence(QString::fromLatin1(text), QKeySequence::PortableText);
-}
 
 class FakeApp : public AppCommands {
 public:
@@ -48,18 +35,6 @@ protected:
         PaneTest::TearDown();
     }
 
-    std::unique_ptr<BrowserWindow> openWindow(const PaneLayout& layout)
-    {
-        auto window = std::make_unique<BrowserWindow>(layout);
-        for (PaneView* pane : window->currentContainer()->panes())
-            EXPECT_TRUE(waitForListing(*pane));
-        return window;
-    }
-    std::unique_ptr<BrowserWindow> openWindow(const fs::path& folder)
-    {
-        return openWindow(PaneLayout::onePane(Location::folder(folder).toText()));
-    }
-
     static QMenu* menu(const BrowserWindow& window, const char* title)
     {
         for (QMenu* menu : window.menuBar()->findChildren<QMenu*>()) {
@@ -68,42 +43,18 @@ protected:
         }
         return nullptr;
     }
-    static QAction* item(const BrowserWindow& window, const char* title)
-    {
-        for (QAction* action : window.menuBar()->findChildren<QAction*>()) {
-            if (ShortcutStore::identifier(action).endsWith(QLatin1Char('|') +
-                                                           QString::fromUtf8(title)))
-                return action;
-        }
-        return nullptr;
-    }
-    // Opens every menu, as a person looking would, so that states are current.
-    static void showMenus(const BrowserWindow& window)
-    {
-        for (QMenu* menu : window.menuBar()->findChildren<QMenu*>())
-            Q_EMIT menu->aboutToShow();
-    }
-    static void hideMenus(const BrowserWindow& window)
-    {
-        for (QMenu* menu : window.menuBar()->findChildren<QMenu*>())
-            Q_EMIT menu->aboutToHide();
-    }
     static QStringList titles(const QMenu* menu)
     {
-        QStringList out;
-        for (const QAction* action : menu->actions())
-            out << (action->isSeparator() ? QStringLiteral("-") : action->text());
-        return out;
+        return textsOf(menu->actions(), [](const QAction* action) {
+            return action->isSeparator() ? QStringLiteral("-") : action->text();
+        });
     }
 };
 
 TEST_F(MainMenuTest, MenusComeInOrderWithTheirItemsAndShortcuts)
 {
     auto window = openWindow(dir.path());
-    QStringList bar;
-    for (const QAction* top : window->menuBar()->actions())
-        bar << top->text();
-    EXPECT_EQ(bar,
+    EXPECT_EQ(textsOf(window->menuBar()->actions(), &QAction::text),
               (QStringList{"Quillo", "ファイル", "編集", "表示", "移動", "ウインドウ", "ヘルプ"}));
     EXPECT_EQ(titles(menu(*window, "Quillo")),
               (QStringList{"Quillo について", "アップデートを確認…", "-", "設定…",
@@ -139,7 +90,7 @@ TEST_F(MainMenuTest, MenusComeInOrderWithTheirItemsAndShortcuts)
         {"次の画面へ切り替え（Tab）", {}},
     };
     for (const auto& [title, expected] : shortcuts) {
-        QAction* action = item(*window, title);
+        QAction* action = menuItem(*window, title);
         ASSERT_NE(action, nullptr) << title;
         EXPECT_EQ(action->shortcuts(), expected) << title;
     }
@@ -161,14 +112,14 @@ TEST_F(MainMenuTest, NoKeyBelongsToTwoItems)
 TEST_F(MainMenuTest, CommandsThatAreNotThereYetAreDisabled)
 {
     auto window = openWindow(dir.path());
-    showMenus(*window);
+    setMenusOpen(*window, true);
     // Without an application installed, its commands are off as well.
     for (const char* title :
          {"新規ウィンドウ", "閉じたタブを開く", "Quillo を終了", "一括で名前を変更…", "情報を見る",
           "クイックルック", "ターミナルで開く", "サーバへ接続…", "アップデートを確認…"})
-        EXPECT_FALSE(item(*window, title)->isEnabled()) << title;
+        EXPECT_FALSE(menuItem(*window, title)->isEnabled()) << title;
     for (const char* title : {"新規タブ", "複製", "フルスクリーンにする", "パスをコピー", "ホーム"})
-        EXPECT_TRUE(item(*window, title)->isEnabled()) << title;
+        EXPECT_TRUE(menuItem(*window, title)->isEnabled()) << title;
 }
 
 TEST_F(MainMenuTest, ApplicationCommandsGoToTheApplication)
@@ -176,22 +127,22 @@ TEST_F(MainMenuTest, ApplicationCommandsGoToTheApplication)
     FakeApp app;
     AppCommands::install(&app);
     auto window = openWindow(dir.path());
-    QAction* reopen = item(*window, "閉じたタブを開く");
-    showMenus(*window);
-    EXPECT_TRUE(item(*window, "新規ウィンドウ")->isEnabled());
+    QAction* reopen = menuItem(*window, "閉じたタブを開く");
+    setMenusOpen(*window, true);
+    EXPECT_TRUE(menuItem(*window, "新規ウィンドウ")->isEnabled());
     EXPECT_FALSE(reopen->isEnabled());
-    hideMenus(*window);
+    setMenusOpen(*window, false);
     EXPECT_TRUE(reopen->isEnabled()); // so that its shortcut keeps working
     reopen->trigger();                // and the command checks again before it runs
     EXPECT_EQ(app.reopened, 0);
     app.closedTabs = true; // a tab closed while the menus were shut
     reopen->trigger();
     EXPECT_EQ(app.reopened, 1);
-    showMenus(*window);
+    setMenusOpen(*window, true);
     EXPECT_TRUE(reopen->isEnabled());
     app.closedTabs = false;
-    showMenus(*window);
-    hideMenus(*window);
+    setMenusOpen(*window, true);
+    setMenusOpen(*window, false);
     app.closedTabs = true;
 
     // The shortcut reaches the item with the menus closed, and follows an override.
@@ -218,21 +169,19 @@ TEST_F(MainMenuTest, ChecksFollowTheDisplayPreferences)
     auto window = openWindow(dir.path());
     Preferences::shared().setShowHiddenFiles(true);
     Preferences::shared().setSort(FileSort{FileSortKey::size, false});
-    showMenus(*window);
-    EXPECT_TRUE(item(*window, "隠しファイルを表示")->isChecked());
-    EXPECT_TRUE(item(*window, "降順にする")->isChecked());
-    QStringList checked;
-    for (QAction* action : menu(*window, "並び順")->actions()) {
-        if (action->isChecked())
-            checked << action->text();
-    }
-    EXPECT_EQ(checked, (QStringList{"サイズ", "降順にする"}));
+    setMenusOpen(*window, true);
+    EXPECT_TRUE(menuItem(*window, "隠しファイルを表示")->isChecked());
+    EXPECT_TRUE(menuItem(*window, "降順にする")->isChecked());
+    EXPECT_EQ(
+        textsOf(menu(*window, "並び順")->actions(),
+                [](const QAction* action) { return action->isChecked() ? action->text() : ""; }),
+        (QStringList{"", "", "サイズ", "", "", "", "降順にする"}));
 
-    item(*window, "種類")->trigger();
-    item(*window, "隠しファイルを表示")->trigger();
+    menuItem(*window, "種類")->trigger();
+    menuItem(*window, "隠しファイルを表示")->trigger();
     EXPECT_EQ(Preferences::shared().sort(), (FileSort{FileSortKey::kind, false}));
     EXPECT_FALSE(Preferences::shared().showHiddenFiles());
-    item(*window, "降順にする")->trigger();
+    menuItem(*window, "降順にする")->trigger();
     EXPECT_TRUE(Preferences::shared().sort().ascending);
 }
 
@@ -242,17 +191,17 @@ TEST_F(MainMenuTest, StandardFoldersAreOfferedWhenTheyExist)
     const fs::path home = PathText::homeFolder();
     fs::remove_all(home / "Desktop");
     fs::remove_all(home / "Applications");
-    showMenus(*window);
-    EXPECT_FALSE(item(*window, "デスクトップ")->isEnabled());
-    EXPECT_FALSE(item(*window, "アプリケーション")->isEnabled());
+    setMenusOpen(*window, true);
+    EXPECT_FALSE(menuItem(*window, "デスクトップ")->isEnabled());
+    EXPECT_FALSE(menuItem(*window, "アプリケーション")->isEnabled());
 
     const std::pair<const char*, const char*> folders[] = {{"デスクトップ", "Desktop"},
                                                            {"アプリケーション", "Applications"}};
     for (const auto& [title, name] : folders) {
         fs::create_directory(home / name);
-        showMenus(*window);
-        ASSERT_TRUE(item(*window, title)->isEnabled()) << title;
-        item(*window, title)->trigger();
+        setMenusOpen(*window, true);
+        ASSERT_TRUE(menuItem(*window, title)->isEnabled()) << title;
+        menuItem(*window, title)->trigger();
         EXPECT_EQ(window->activePane()->location(), Location::folder(home / name)) << title;
         fs::remove_all(home / name);
     }
@@ -268,20 +217,20 @@ TEST_F(MainMenuTest, OpensTheSelectedFolderInTheLeftOrRightPane)
     layout.activeIndex = 1;
     auto window = openWindow(layout);
     PaneView* left = window->currentContainer()->panes()[0];
-    QAction* openLeft = item(*window, "左の画面で開く");
+    QAction* openLeft = menuItem(*window, "左の画面で開く");
     window->activePane()->listView()->clearSelection();
-    showMenus(*window);
+    setMenusOpen(*window, true);
     EXPECT_FALSE(openLeft->isEnabled()); // nothing selected
 
     select(*window->activePane(), dir / "right" / "inner");
-    showMenus(*window);
+    setMenusOpen(*window, true);
     EXPECT_TRUE(openLeft->isEnabled());
     openLeft->trigger();
     EXPECT_EQ(left->location(), Location::folder(dir / "right" / "inner"));
 
     window->currentContainer()->toggleSplit(); // one pane: no sides any more
-    showMenus(*window);
-    EXPECT_FALSE(item(*window, "右の画面で開く")->isEnabled());
+    setMenusOpen(*window, true);
+    EXPECT_FALSE(menuItem(*window, "右の画面で開く")->isEnabled());
 }
 
 TEST_F(MainMenuTest, CopiesPathsAsText)
@@ -294,8 +243,8 @@ TEST_F(MainMenuTest, CopiesPathsAsText)
     auto window = openWindow(folder / "repo" / "sub");
     const QString sub = PathText::display(folder / "repo" / "sub");
     auto copied = [&](const char* title) {
-        showMenus(*window);
-        item(*window, title)->trigger();
+        setMenusOpen(*window, true);
+        menuItem(*window, title)->trigger();
         return QGuiApplication::clipboard()->text();
     };
 
@@ -318,8 +267,8 @@ TEST_F(MainMenuTest, CopiesPathsAsText)
     EXPECT_EQ(names, (QStringList{"sub/b", "sub/it's here"}));
 
     fs::remove_all(folder / "repo" / ".git");
-    showMenus(*window);
-    EXPECT_FALSE(item(*window, "リポジトリからの相対パスをコピー")->isEnabled());
+    setMenusOpen(*window, true);
+    EXPECT_FALSE(menuItem(*window, "リポジトリからの相対パスをコピー")->isEnabled());
     window.reset();
     fs::remove_all(folder);
 }
@@ -333,14 +282,14 @@ TEST_F(MainMenuTest, WindowCommandsChangeTheWindowState)
         {"拡大／縮小", Qt::WindowMaximized},
     };
     for (const auto& [title, state] : commands) {
-        item(*window, title)->trigger();
+        menuItem(*window, title)->trigger();
         EXPECT_TRUE(window->windowState() & state) << title;
-        item(*window, title)->trigger();
+        menuItem(*window, title)->trigger();
         EXPECT_FALSE(window->windowState() & state) << title;
     }
     auto other = openWindow(dir.path());
     other->show();
-    item(*window, "Quillo を隠す")->trigger();
+    menuItem(*window, "Quillo を隠す")->trigger();
     EXPECT_TRUE(window->isMinimized());
     EXPECT_TRUE(other->isMinimized());
 }

@@ -1,19 +1,15 @@
 #include "browser/menus/ShortcutStore.h"
 
+#include "browser/WindowTesting.h"
 #include "browser/settings/ShortcutSettingsPage.h"
-#include "browser/window/BrowserWindow.h"
 #include "core/AppDefaults.h"
-#include "support/TempDir.h"
 
-#include <QAction>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMenuBar>
 #include <QPushButton>
-#include <QTest>
 #include <QTreeWidget>
-#include <gtest/gtest.h>
-#include <memory>
+
+using namespace testing_pane;
 
 namespace {
 
@@ -25,32 +21,14 @@ const QString kGoToFolder = QStringLiteral("editPath:|フォルダへ移動…")
 const QString kBack = QStringLiteral("goBack:|戻る");
 const QString kHome = QStringLiteral("goToHome:|ホーム");
 
-QKeySequence keys(const char* text)
-{
-    return QKeySequence(QString::fromLatin1(text), QKeySequence::PortableText);
-}
-
 KeyCombo combo(const char* text)
 {
     return KeyCombo::fromKeySequence(keys(text));
 }
 
-QAction* item(const BrowserWindow& window, const QString& identifier)
-{
-    for (QAction* action : window.menuBar()->findChildren<QAction*>()) {
-        if (ShortcutStore::identifier(action) == identifier)
-            return action;
-    }
-    return nullptr;
-}
-
 class ShortcutStoreTest : public ::testing::Test {
 protected:
-    std::unique_ptr<BrowserWindow> openWindow()
-    {
-        return std::make_unique<BrowserWindow>(
-            PaneLayout::onePane(Location::folder(dir.path()).toText()));
-    }
+    std::unique_ptr<BrowserWindow> openWindow() { return testing_pane::openWindow(dir.path()); }
     void storeRaw(const QByteArray& value)
     {
         AppDefaults::store().setValue(QStringLiteral("shortcutOverrides"), value);
@@ -66,29 +44,29 @@ TEST_F(ShortcutStoreTest, AShortcutEqualToTheDefaultRemovesTheOverride)
     auto window = openWindow();
     EXPECT_EQ(store.set(combo("Meta+Ctrl+N"), kNewFolder), "");
     EXPECT_EQ(store.overrides().value(kNewFolder), combo("Meta+Ctrl+N"));
-    EXPECT_EQ(item(*window, kNewFolder)->shortcut(), keys("Meta+Ctrl+N"));
+    EXPECT_EQ(menuItem(*window, kNewFolder)->shortcut(), keys("Meta+Ctrl+N"));
 
     EXPECT_EQ(store.set(combo("Ctrl+Shift+N"), kNewFolder), "");
     EXPECT_TRUE(store.overrides().isEmpty());
     EXPECT_FALSE(AppDefaults::store().contains(QStringLiteral("shortcutOverrides")));
-    EXPECT_EQ(item(*window, kNewFolder)->shortcut(), keys("Ctrl+Shift+N"));
+    EXPECT_EQ(menuItem(*window, kNewFolder)->shortcut(), keys("Ctrl+Shift+N"));
 
     // An empty combo is an override of its own: the item has no shortcut then.
     EXPECT_EQ(store.set(KeyCombo{}, kNewFolder), "");
-    EXPECT_TRUE(item(*window, kNewFolder)->shortcuts().isEmpty());
+    EXPECT_TRUE(menuItem(*window, kNewFolder)->shortcuts().isEmpty());
     EXPECT_EQ(store.reset(kNewFolder), "");
-    EXPECT_EQ(item(*window, kNewFolder)->shortcut(), keys("Ctrl+Shift+N"));
+    EXPECT_EQ(menuItem(*window, kNewFolder)->shortcut(), keys("Ctrl+Shift+N"));
 }
 
 TEST_F(ShortcutStoreTest, ItemsWithOneActionAreCustomisedByTitle)
 {
     auto window = openWindow();
     EXPECT_EQ(store.set(combo("Meta+Ctrl+G"), kGoToFolder), "");
-    EXPECT_EQ(item(*window, kGoToFolder)->shortcut(), keys("Meta+Ctrl+G"));
-    EXPECT_EQ(item(*window, kTypePath)->shortcut(), keys("Ctrl+L"));
+    EXPECT_EQ(menuItem(*window, kGoToFolder)->shortcut(), keys("Meta+Ctrl+G"));
+    EXPECT_EQ(menuItem(*window, kTypePath)->shortcut(), keys("Ctrl+L"));
     EXPECT_EQ(store.combo(kTypePath), combo("Ctrl+L"));
     store.resetAll();
-    EXPECT_EQ(item(*window, kGoToFolder)->shortcut(), keys("Ctrl+Shift+G"));
+    EXPECT_EQ(menuItem(*window, kGoToFolder)->shortcut(), keys("Ctrl+Shift+G"));
 }
 
 TEST_F(ShortcutStoreTest, AShortcutInUseIsRefusedWithTheOtherTitle)
@@ -96,7 +74,7 @@ TEST_F(ShortcutStoreTest, AShortcutInUseIsRefusedWithTheOtherTitle)
     auto window = openWindow();
     EXPECT_EQ(store.set(combo("Ctrl+N"), kNewTab), "「新規ウィンドウ」で使われています。");
     EXPECT_TRUE(store.overrides().isEmpty());
-    EXPECT_EQ(item(*window, kNewTab)->shortcut(), keys("Ctrl+T"));
+    EXPECT_EQ(menuItem(*window, kNewTab)->shortcut(), keys("Ctrl+T"));
 
     // Once the first item lets go of the key, the second may take it.
     EXPECT_EQ(store.set(combo("Meta+Ctrl+N"), kNewWindow), "");
@@ -122,7 +100,7 @@ TEST_F(ShortcutStoreTest, UnreadableOverridesLeaveEveryItemAtItsDefault)
         EXPECT_TRUE(store.overrides().isEmpty()) << value.toStdString();
         for (const ShortcutStore::Item& entry : store.items()) {
             EXPECT_EQ(entry.combo, entry.defaultCombo) << entry.identifier.toStdString();
-            QAction* action = item(*window, entry.identifier);
+            QAction* action = menuItem(*window, entry.identifier);
             ASSERT_NE(action, nullptr) << entry.identifier.toStdString();
             if (!entry.defaultCombo.isEmpty())
                 EXPECT_EQ(action->shortcut(), entry.defaultCombo.toKeySequence());
@@ -135,31 +113,31 @@ TEST_F(ShortcutStoreTest, StoredOverridesApplyToNewAndOpenWindows)
     storeRaw(R"({"newWindow:|新規ウィンドウ": {"key": "n", "modifiers": 1310720}})");
     auto first = openWindow();
     auto second = openWindow();
-    EXPECT_EQ(item(*first, kNewWindow)->shortcut(), keys("Meta+Ctrl+N"));
+    EXPECT_EQ(menuItem(*first, kNewWindow)->shortcut(), keys("Meta+Ctrl+N"));
 
     EXPECT_EQ(store.set(combo("Ctrl+Alt+H"), kHome), "");
-    EXPECT_EQ(item(*first, kHome)->shortcut(), keys("Ctrl+Alt+H"));
-    EXPECT_EQ(item(*second, kHome)->shortcut(), keys("Ctrl+Alt+H"));
+    EXPECT_EQ(menuItem(*first, kHome)->shortcut(), keys("Ctrl+Alt+H"));
+    EXPECT_EQ(menuItem(*second, kHome)->shortcut(), keys("Ctrl+Alt+H"));
 
     first.reset(); // a closed window's items are forgotten
     store.resetAll();
-    EXPECT_EQ(item(*second, kHome)->shortcut(), keys("Ctrl+Shift+H"));
-    EXPECT_EQ(item(*second, kNewWindow)->shortcut(), keys("Ctrl+N"));
+    EXPECT_EQ(menuItem(*second, kHome)->shortcut(), keys("Ctrl+Shift+H"));
+    EXPECT_EQ(menuItem(*second, kNewWindow)->shortcut(), keys("Ctrl+N"));
 }
 
 TEST_F(ShortcutStoreTest, ASecondShortcutGivesWayToAChosenOne)
 {
     auto window = openWindow();
-    EXPECT_EQ(item(*window, kBack)->shortcuts(), (QList{keys("Ctrl+["), keys("Alt+Left")}));
+    EXPECT_EQ(menuItem(*window, kBack)->shortcuts(), (QList{keys("Ctrl+["), keys("Alt+Left")}));
     EXPECT_EQ(store.set(combo("Alt+Left"), kHome), "");
-    EXPECT_EQ(item(*window, kBack)->shortcuts(), QList{keys("Ctrl+[")});
-    EXPECT_EQ(item(*window, kHome)->shortcuts(), QList{keys("Alt+Left")});
+    EXPECT_EQ(menuItem(*window, kBack)->shortcuts(), QList{keys("Ctrl+[")});
+    EXPECT_EQ(menuItem(*window, kHome)->shortcuts(), QList{keys("Alt+Left")});
     // Its own item may take it as the primary one, without listing it twice.
     store.resetAll();
     EXPECT_EQ(store.set(combo("Alt+Left"), kBack), "");
-    EXPECT_EQ(item(*window, kBack)->shortcuts(), QList{keys("Alt+Left")});
+    EXPECT_EQ(menuItem(*window, kBack)->shortcuts(), QList{keys("Alt+Left")});
     store.resetAll();
-    EXPECT_EQ(item(*window, kBack)->shortcuts(), (QList{keys("Ctrl+["), keys("Alt+Left")}));
+    EXPECT_EQ(menuItem(*window, kBack)->shortcuts(), (QList{keys("Ctrl+["), keys("Alt+Left")}));
 }
 
 TEST_F(ShortcutStoreTest, ListsItemsInMenuOrderWithTheirMenus)
@@ -216,20 +194,14 @@ TEST_F(ShortcutStoreTest, TheSettingsPageRecordsTheNextKeyPress)
         EXPECT_EQ(refusal->text(), QString::fromUtf8(step.refusal)) << step.key;
         EXPECT_EQ(row->text(2), QString::fromUtf8(step.shortcut)) << step.key;
     }
-    EXPECT_EQ(item(*window, kNewFolder)->shortcut(), keys("Shift+B"));
+    EXPECT_EQ(menuItem(*window, kNewFolder)->shortcut(), keys("Shift+B"));
 
-    auto button = [&page](const char* text) {
-        for (QPushButton* button : page.findChildren<QPushButton*>()) {
-            if (button->text() == QString::fromUtf8(text))
-                return button;
-        }
-        return static_cast<QPushButton*>(nullptr);
-    };
+    const auto button = [&](const char* text) { return childWithText<QPushButton>(page, text); };
     button("ショートカットを外す")->click();
-    EXPECT_TRUE(item(*window, kNewFolder)->shortcuts().isEmpty());
+    EXPECT_TRUE(menuItem(*window, kNewFolder)->shortcuts().isEmpty());
     EXPECT_EQ(row->text(2), "");
     button("初期設定に戻す")->click();
-    EXPECT_EQ(item(*window, kNewFolder)->shortcut(), keys("Ctrl+Shift+N"));
+    EXPECT_EQ(menuItem(*window, kNewFolder)->shortcut(), keys("Ctrl+Shift+N"));
     EXPECT_FALSE(button("すべて初期設定に戻す")->isEnabled());
 }
 

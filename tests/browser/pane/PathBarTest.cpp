@@ -1,16 +1,11 @@
 #include "browser/pane/PathBar.h"
 
-#include "browser/PaneTesting.h"
-#include "browser/window/BrowserWindow.h"
-#include "browser/window/PaneContainer.h"
+#include "browser/WindowTesting.h"
 #include "core/PathText.h"
 
 #include <QApplication>
 #include <QLineEdit>
 #include <QSemaphore>
-#include <QTest>
-#include <QThreadPool>
-#include <memory>
 
 namespace fs = std::filesystem;
 using namespace testing_pane;
@@ -22,14 +17,10 @@ protected:
     void SetUp() override
     {
         PaneTest::SetUp();
-        dir.folder("project");
-        dir.folder("parts");
-        dir.folder("party");
+        for (const char* name : {"project", "parts", "party"})
+            dir.folder(name);
         dir.file("projection.txt");
-        window = std::make_unique<BrowserWindow>(
-            PaneLayout::onePane(Location::folder(dir.path()).toText()));
-        for (PaneView* pane : window->currentContainer()->panes())
-            ASSERT_TRUE(waitForListing(*pane));
+        window = openWindow(dir.path());
         window->show();
         QApplication::setActiveWindow(window.get());
         ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));

@@ -1,17 +1,14 @@
 #include "browser/settings/TagManagerWidget.h"
 
-#include "browser/PaneTesting.h"
+#include "browser/WindowTesting.h"
 #include "browser/tags/TagTreeModel.h"
 #include "operations/Alert.h"
-#include "support/TempDir.h"
 #include "tags/TagStore.h"
 
 #include <QLabel>
 #include <QMimeData>
 #include <QPushButton>
-#include <QTest>
 #include <QTreeView>
-#include <gtest/gtest.h>
 
 namespace fs = std::filesystem;
 
@@ -55,21 +52,18 @@ protected:
         return store.tag(id) ? store.tag(id)->name : QString();
     }
 
-    QStringList names(const QList<Tag>& tags) const
-    {
-        QStringList list;
-        for (const Tag& tag : tags)
-            list << tag.name;
-        return list;
-    }
-
+    static QStringList names(const QList<Tag>& tags) { return textsOf(tags, &Tag::name); }
     QPushButton* button(const QString& text) const
     {
-        for (QPushButton* b : widget.findChildren<QPushButton*>()) {
-            if (b->text() == text)
-                return b;
-        }
-        return nullptr;
+        return testing_pane::childWithText<QPushButton>(widget, text);
+    }
+
+    ScriptedPrompter& scripted()
+    {
+        auto script = std::make_unique<ScriptedPrompter>();
+        ScriptedPrompter& prompter = *script;
+        widget.setPrompter(std::move(script));
+        return prompter;
     }
 
     bool drop(const QUuid& id, int row, const QModelIndex& parent)
@@ -120,9 +114,7 @@ TEST_F(TagManagerWidgetTest, FavouritesCanBeNeitherRenamedNorDeleted)
     EXPECT_FALSE(model.setData(favourites, QStringLiteral("Stars"), Qt::EditRole));
     EXPECT_FALSE(button(QStringLiteral("名前を変更…"))->isEnabled());
     EXPECT_FALSE(button(QStringLiteral("削除…"))->isEnabled());
-    auto script = std::make_unique<ScriptedPrompter>();
-    ScriptedPrompter& prompter = *script;
-    widget.setPrompter(std::move(script));
+    ScriptedPrompter& prompter = scripted();
     widget.deleteCurrent();
     EXPECT_TRUE(prompter.asked.isEmpty());
     EXPECT_TRUE(store.tag(TagStore::favoritesID));
@@ -141,9 +133,7 @@ TEST_F(TagManagerWidgetTest, DeleteAsksAndOnlyTheDeleteButtonDeletes)
     const QUuid client = make("Work/Client");
     const fs::path file = dir.file("a.txt");
     store.assign(client, {file});
-    auto script = std::make_unique<ScriptedPrompter>();
-    ScriptedPrompter& prompter = *script;
-    widget.setPrompter(std::move(script));
+    ScriptedPrompter& prompter = scripted();
     widget.selectTag(work);
 
     prompter.answers = {1};

@@ -4,8 +4,7 @@
 #include "browser/sidebar/SidebarDrag.h"
 #include "core/PathText.h"
 #include "operations/FileClipboard.h"
-#include "platform/VolumeSource.h"
-#include "support/TempDir.h"
+#include "support/FakeVolumes.h"
 #include "tags/SidebarStore.h"
 #include "tags/TagStore.h"
 
@@ -18,24 +17,9 @@
 #include <memory>
 
 namespace fs = std::filesystem;
-using testing_pane::kTimeoutMs;
-using testing_pane::ModelTesterLog;
-using testing_pane::rowNames;
+using namespace testing_pane;
 
 namespace {
-
-class FakeVolumes : public VolumeSource {
-public:
-    QList<MountedVolume> list;
-
-    QList<MountedVolume> volumes() const override { return list; }
-    void eject(const MountedVolume&, Completion done) override { done(std::nullopt); }
-    void set(QList<MountedVolume> volumes)
-    {
-        list = std::move(volumes);
-        Q_EMIT changed();
-    }
-};
 
 class SidebarModelTest : public ::testing::Test {
 protected:
@@ -52,14 +36,7 @@ protected:
         model = std::make_unique<SidebarModel>(*store, tags);
     }
 
-    QModelIndex header(const QString& title) const
-    {
-        for (int row = 0; row < model->rowCount(); ++row) {
-            if (model->index(row, 0).data().toString() == title)
-                return model->index(row, 0);
-        }
-        return {};
-    }
+    QModelIndex header(const QString& title) const { return rowTitled(*model, title); }
     QStringList children(const QString& title) const { return rowNames(*model, header(title)); }
     QModelIndex child(const QString& title, int row) const
     {
@@ -87,9 +64,7 @@ protected:
 TEST_F(SidebarModelTest, SectionsFollowTheStoreOrderAndLeaveHiddenOnesOut)
 {
     EXPECT_EQ(rowNames(*model), (QStringList{"お気に入り", "タグ", "場所", "マイセクション"}));
-    for (int row = 0; row < model->rowCount(); ++row)
-        EXPECT_EQ(model->kindAt(model->index(row, 0)), SidebarModel::RowKind::section);
-
+    EXPECT_EQ(model->kindAt(header("場所")), SidebarModel::RowKind::section);
     store->setSection(SidebarSection::tags(), true);
     EXPECT_EQ(rowNames(*model), (QStringList{"お気に入り", "場所", "マイセクション"}));
     store->moveSections({2}, 0); // locations before favourites
@@ -140,9 +115,9 @@ TEST_F(SidebarModelTest, TagSectionShowsItsItemsAndADeletedTagsTitle)
     EXPECT_EQ(children("Project"), QStringList{"plans"});
 
     tags.deleteTag(tag.id);
-    EXPECT_TRUE(header("Project").isValid() == false);
+    EXPECT_FALSE(header("Project").isValid());
     EXPECT_TRUE(header("（削除されたタグ）").isValid());
-    EXPECT_EQ(children("（削除されたタグ）"), QStringList{});
+    EXPECT_TRUE(children("（削除されたタグ）").isEmpty());
 }
 
 TEST_F(SidebarModelTest, FavouritesFollowAddAndRemoveWithoutResetsForNothing)
@@ -215,12 +190,7 @@ TEST_F(SidebarModelTest, RowDropsReorderSectionsAndItemsAndPlaceTags)
 
     // A tag of the tag tree into a custom section, and a place into the favourites.
     const Tag tag = *tags.createTag("Ideas");
-    const QModelIndex tagsHeader = header("タグ");
-    QModelIndex ideas;
-    for (int row = 0; row < model->rowCount(tagsHeader); ++row) {
-        if (model->index(row, 0, tagsHeader).data().toString() == "Ideas")
-            ideas = model->index(row, 0, tagsHeader);
-    }
+    const QModelIndex ideas = rowTitled(*model, "Ideas", header("タグ"));
     EXPECT_TRUE(drop(model->mimeData({ideas}), -1, header("マイセクション")));
     EXPECT_EQ(children("マイセクション"), QStringList{"Ideas"});
     EXPECT_EQ(model->locationAt(child("マイセクション", 0)), Location::tag(tag.id));
@@ -237,7 +207,7 @@ TEST_F(SidebarModelTest, FileDropsAddFoldersCopyIntoFoldersAndTag)
     // Onto the favourites: folders only; the test runs off the main thread.
     EXPECT_FALSE(drop(files({file, folder}), -1, header("お気に入り")));
     ASSERT_TRUE(QTest::qWaitFor([&] { return store->containsFavorite(folder); }, kTimeoutMs));
-    testing_pane::settle();
+    settle();
     EXPECT_EQ(children("お気に入り"), QStringList{"docs"});
     EXPECT_FALSE(store->containsFavorite(file));
 

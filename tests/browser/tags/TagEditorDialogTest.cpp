@@ -1,21 +1,14 @@
 #include "browser/tags/TagEditorDialog.h"
 
-#include "browser/PaneTesting.h"
-#include "browser/menus/ShortcutStore.h"
-#include "browser/window/BrowserWindow.h"
-#include "browser/window/PaneContainer.h"
-#include "support/TempDir.h"
+#include "browser/WindowTesting.h"
 #include "tags/TagStore.h"
 
 #include <QLabel>
 #include <QLineEdit>
-#include <QMenu>
-#include <QMenuBar>
-#include <QTest>
 #include <QTreeWidget>
-#include <gtest/gtest.h>
 
 namespace fs = std::filesystem;
+using namespace testing_pane;
 
 namespace {
 
@@ -31,10 +24,7 @@ protected:
 
     QStringList explicitNames(const fs::path& path) const
     {
-        QStringList names;
-        for (const Tag& tag : store.explicitTags(path))
-            names << tag.name;
-        return names;
+        return textsOf(store.explicitTags(path), &Tag::name);
     }
 
     static bool shown(const QTreeWidgetItem* row) { return row && !row->isHidden(); }
@@ -73,7 +63,7 @@ TEST_F(TagEditorDialogTest, BoxesShowHowManyItemsCarryEachTagExplicitly)
     EXPECT_EQ(dialog.rowFor(home)->checkState(0), Qt::PartiallyChecked);
 }
 
-TEST_F(TagEditorDialogTest, ToggleAssignsToAllThenTakesOffAll)
+TEST_F(TagEditorDialogTest, ToggleAssignsToAllThenTakesOffAllAndEscapeCloses)
 {
     const QUuid work = make("Work");
     store.assign(work, {files[0], files[1]});
@@ -94,6 +84,8 @@ TEST_F(TagEditorDialogTest, ToggleAssignsToAllThenTakesOffAll)
 
     QTest::keyClick(dialog.list(), Qt::Key_Return); // unchecked: assign to all
     EXPECT_EQ(store.itemsByPath().size(), 3);
+    QTest::keyClick(dialog.filterField(), Qt::Key_Escape);
+    EXPECT_FALSE(dialog.isVisible());
 }
 
 TEST_F(TagEditorDialogTest, ReturnCreatesTheTypedHierarchyAndAssignsTheLeaf)
@@ -196,45 +188,27 @@ TEST_F(TagEditorDialogTest, ItemsWithNamesNotInUtf8AreLeftOutAndNamed)
     EXPECT_FALSE(clean.note()->isVisible());
 }
 
-TEST_F(TagEditorDialogTest, EscapeCloses)
-{
-    TagEditorDialog dialog(store, files);
-    dialog.show();
-    QTest::keyClick(dialog.filterField(), Qt::Key_Escape);
-    EXPECT_FALSE(dialog.isVisible());
-}
-
 TEST_F(TagEditorDialogTest, TheMenuItemEditsTheActivePanesSelection)
 {
-    BrowserWindow window(PaneLayout::onePane(Location::folder(dir.path()).toText()));
-    PaneView* pane = window.activePane();
-    ASSERT_TRUE(testing_pane::waitForListing(*pane));
+    const auto window = openWindow(dir.path());
+    PaneView* pane = window->activePane();
     // A focused list may start with its first row selected.
     pane->listView()->selectionModel()->clearSelection();
-    QAction* item = nullptr;
-    for (QAction* action : window.menuBar()->findChildren<QAction*>()) {
-        if (ShortcutStore::identifier(action) == QStringLiteral("editTags:|タグを編集…"))
-            item = action;
-    }
+    QAction* item = menuItem(*window, "editTags:|タグを編集…");
     ASSERT_TRUE(item);
-    EXPECT_EQ(item->shortcut(), QKeySequence(QStringLiteral("Ctrl+Alt+G")));
-
-    auto menusOpen = [&](bool open) {
-        for (QMenu* menu : window.menuBar()->findChildren<QMenu*>())
-            open ? Q_EMIT menu->aboutToShow() : Q_EMIT menu->aboutToHide();
-    };
-    menusOpen(true);
+    EXPECT_EQ(item->shortcut(), keys("Ctrl+Alt+G"));
+    setMenusOpen(*window, true);
     EXPECT_FALSE(item->isEnabled()); // nothing selected
-    menusOpen(false);
+    setMenusOpen(*window, false);
     item->trigger();
-    EXPECT_FALSE(window.findChild<TagEditorDialog*>());
+    EXPECT_FALSE(window->findChild<TagEditorDialog*>());
 
-    testing_pane::select(*pane, files[1]);
-    menusOpen(true);
+    select(*pane, files[1]);
+    setMenusOpen(*window, true);
     EXPECT_TRUE(item->isEnabled());
-    menusOpen(false);
+    setMenusOpen(*window, false);
     item->trigger();
-    auto* dialog = window.findChild<TagEditorDialog*>();
+    auto* dialog = window->findChild<TagEditorDialog*>();
     ASSERT_TRUE(dialog);
     EXPECT_EQ(dialog->items(), std::vector<fs::path>{files[1]});
     EXPECT_EQ(dialog->windowModality(), Qt::WindowModal);

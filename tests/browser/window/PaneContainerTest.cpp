@@ -30,6 +30,19 @@ bool fractionsNear(const PaneTreeLayout& group, const std::vector<double>& expec
                       [](double a, double b) { return std::abs(a - b) < 0.02; });
 }
 
+// Whether the top group's fractions (and its second child's) settle to these.
+bool settlesTo(const PaneContainer& container, const std::vector<double>& top,
+               const std::vector<double>& second = {})
+{
+    return QTest::qWaitFor(
+        [&] {
+            const PaneTreeLayout tree = container.tree();
+            return fractionsNear(tree, top) &&
+                   (second.empty() || fractionsNear(tree.children[1], second));
+        },
+        kTimeoutMs);
+}
+
 class PaneContainerTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -80,12 +93,7 @@ TEST_F(PaneContainerTest, SplitsNestAndAreEqualized)
     for (PaneView* pane : container.panes())
         EXPECT_TRUE(pane->state().isInSplit());
     EXPECT_EQ(container.windowModel().activePane(), &container.activePane()->state());
-    EXPECT_TRUE(QTest::qWaitFor(
-        [&] {
-            const PaneTreeLayout now = container.tree();
-            return fractionsNear(now, {0.5, 0.5}) && fractionsNear(now.children[1], {0.5, 0.5});
-        },
-        kTimeoutMs));
+    EXPECT_TRUE(settlesTo(container, {0.5, 0.5}, {0.5, 0.5}));
 
     // Splitting along a group's own axis adds a third child and shares the space anew.
     PaneContainer row(PaneLayout::onePane(text("left")));
@@ -93,11 +101,7 @@ TEST_F(PaneContainerTest, SplitsNestAndAreEqualized)
     row.split(Qt::Horizontal);
     row.split(Qt::Horizontal);
     EXPECT_EQ(shape(row.tree()), "V[p,p,p]");
-    EXPECT_TRUE(QTest::qWaitFor(
-        [&] {
-            return fractionsNear(row.tree(), {1.0 / 3, 1.0 / 3, 1.0 / 3});
-        },
-        kTimeoutMs));
+    EXPECT_TRUE(settlesTo(row, {1.0 / 3, 1.0 / 3, 1.0 / 3}));
 }
 
 TEST_F(PaneContainerTest, ClosingAPaneCollapsesAGroupLeftWithOneChild)
@@ -147,11 +151,7 @@ TEST_F(PaneContainerTest, LayoutRebuildsTheSameTreeAndFractions)
     PaneContainer third(stored);
     EXPECT_EQ(third.tree(), *stored.tree);
     show(third, 2000);
-    EXPECT_TRUE(QTest::qWaitFor(
-        [&] {
-            return fractionsNear(third.tree(), {0.25, 0.75});
-        },
-        kTimeoutMs));
+    EXPECT_TRUE(settlesTo(third, {0.25, 0.75}));
 }
 
 TEST_F(PaneContainerTest, ActiveIndexFallsBackToTheFirstAndSwapAndSyncMoveTheOther)
