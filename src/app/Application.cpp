@@ -12,8 +12,11 @@
 #include "core/AppDefaults.h"
 #include "core/AppLocale.h"
 #include "core/PathText.h"
+#include "core/WorkPools.h"
 #include "operations/FileOperationManager.h"
+#include "operations/OperationAlerts.h"
 #include "operations/OperationsStore.h"
+#include "operations/StagingJournal.h"
 #include "platform/DirectoryScanner.h"
 #include "tags/TagStore.h"
 
@@ -25,6 +28,7 @@
 #include <QMessageBox>
 #include <QScreen>
 #include <QStandardPaths>
+#include <QtConcurrent>
 #include <algorithm>
 
 namespace fs = std::filesystem;
@@ -127,6 +131,14 @@ void Application::start(const std::vector<fs::path>& items)
     }
     // Items that other programs moved while we were not running.
     TagStore::shared().resolveMovedItems();
+    // Hidden partial copies and half-done moves of a transfer that was killed.
+    QtConcurrent::run(&WorkPools::transfers(), [] {
+        return StagingJournal::shared().recover();
+    }).then(this, [this](const StagingJournal::Report& report) {
+        if (const QString text = report.alertText(); !text.isEmpty())
+            DialogPrompter(keyWindow())
+                .present(OperationAlerts::message(text), [](Alert::Response) {});
+    });
 }
 
 BrowserWindow* Application::makeWindow(const PaneLayout& layout)
