@@ -3,6 +3,7 @@
 #include "core/PathText.h"
 #include "operations/FileTransfer.h"
 #include "platform/DirectoryScanner.h"
+#include "platform/FileCopierLinks.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -119,6 +120,7 @@ int runTransfer(const std::vector<std::string>& arguments, bool move)
         move ? "「%s」を移動できませんでした。%s\n" : "「%s」をコピーできませんでした。%s\n";
     TransferProgress progress;
     ProgressPoller poller(progress, line->progress);
+    CopiedLinks links; // hard links among the sources stay links
     int status = 0;
     for (const fs::path& given : line->sources) {
         const fs::path source = PathText::standardized(given);
@@ -129,10 +131,10 @@ int runTransfer(const std::vector<std::string>& arguments, bool move)
             continue;
         }
         const auto result =
-            move
-                ? FileTransfer::moveItem(source, destination,
-                                         FileTransfer::isSameVolume(source, line->folder), progress)
-                : FileTransfer::copyItem(source, destination, progress);
+            move ? FileTransfer::moveItem(source, destination,
+                                          FileTransfer::isSameVolume(source, line->folder),
+                                          progress, &links)
+                 : FileTransfer::copyItem(source, destination, progress, &links);
         if (!result) {
             const Error& error = result.error();
             writeError(failed, error.path.empty() ? source : error.path, error.description());

@@ -3,6 +3,7 @@
 #include "core/PathText.h"
 #include "platform/DirectoryScanner.h"
 #include "platform/FileCopier.h"
+#include "platform/FileCopierLinks.h"
 
 #include <QUuid>
 #include <QtGlobal>
@@ -77,9 +78,13 @@ Result<void> copyWith(const fs::path& source, const fs::path& destination,
     if (copied && !progress.isCancelled()) {
         // Something that appeared at the destination meanwhile is never replaced.
         copied = FileCopier::renameNoReplace(staging, destination);
+        if (copied && options.links)
+            options.links->moved(staging, destination);
         if (copied)
             return {};
     }
+    if (options.links)
+        options.links->forget(staging);
     (void)FileCopier::removeCopy(staging);
     if (progress.isCancelled())
         return std::unexpected(Error::cancellation());
@@ -91,13 +96,13 @@ Result<void> copyWith(const fs::path& source, const fs::path& destination,
 namespace FileTransfer {
 
 Result<void> copyItem(const fs::path& source, const fs::path& destination,
-                      TransferProgress& progress)
+                      TransferProgress& progress, CopiedLinks* links)
 {
-    return copyWith(source, destination, progress, {});
+    return copyWith(source, destination, progress, {.links = links});
 }
 
 Result<void> moveItem(const fs::path& source, const fs::path& destination, bool sameVolume,
-                      TransferProgress& progress)
+                      TransferProgress& progress, CopiedLinks* links)
 {
     if (DirectoryScanner::exists(destination))
         return existsError(destination);
@@ -107,7 +112,8 @@ Result<void> moveItem(const fs::path& source, const fs::path& destination, bool 
             return renamed;
     }
     // The source goes only once its copy is on disk.
-    if (auto copied = copyWith(source, destination, progress, {.syncData = true}); !copied)
+    if (auto copied = copyWith(source, destination, progress, {.syncData = true, .links = links});
+        !copied)
         return copied;
     return FileCopier::removeTree(source);
 }

@@ -8,20 +8,23 @@
 
 // Copies and moves single items for the operation manager, reporting into a
 // TransferProgress and stopping when it is cancelled. Runs off the main thread.
+class CopiedLinks;
+
 namespace FileTransfer {
 
 // `destination` is the full path of the item to create; EEXIST when something is
 // there (a dangling link counts). A failed or cancelled copy leaves nothing behind
 // (a copy cancelled right after it succeeded is removed too); the error then
 // carries the failing file's errno, or the cancellation mark.
+// `links`, shared by the items of one job, keeps hard links among them links.
 Result<void> copyItem(const std::filesystem::path& source, const std::filesystem::path& destination,
-                      TransferProgress& progress);
+                      TransferProgress& progress, CopiedLinks* links = nullptr);
 
 // Same volume: a rename (no progress), falling back to copy on EXDEV. Otherwise the
 // copy is written and synced, then the source removed; when that removal fails the
 // error is returned and both copies stay.
 Result<void> moveItem(const std::filesystem::path& source, const std::filesystem::path& destination,
-                      bool sameVolume, TransferProgress& progress);
+                      bool sameVolume, TransferProgress& progress, CopiedLinks* links = nullptr);
 
 // Bytes of the regular files in the items, links not followed; the progress target.
 int64_t totalSize(const std::vector<std::filesystem::path>& paths);

@@ -7,6 +7,7 @@
 #include "operations/FileTransfer.h"
 #include "operations/OperationAlerts.h"
 #include "operations/OperationsStore.h"
+#include "platform/FileCopierLinks.h"
 
 #include <QtConcurrent/QtConcurrent>
 
@@ -18,6 +19,7 @@ TransferJob::TransferJob(std::vector<FileItem> sources, const fs::path& destinat
     : QObject(parent)
     , m_sources(std::move(sources))
     , m_prompter(std::move(prompter))
+    , m_links(std::make_shared<CopiedLinks>())
 {
     for (FileItem& item : m_sources)
         item.path = PathText::standardized(item.path);
@@ -171,6 +173,7 @@ void TransferJob::perform(TransferSteps::Request request)
         end();
         return;
     }
+    request.links = m_links;
     QtConcurrent::run(&WorkPools::transfers(), [request = std::move(request),
                                                 progress = m_progress] {
         return TransferSteps::perform(request, *progress);

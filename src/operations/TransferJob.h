@@ -51,6 +51,7 @@ private:
     std::optional<Choice> m_choiceForAll;
     QPointer<FileOperation> m_operation;
     std::shared_ptr<TransferProgress> m_progress;
+    std::shared_ptr<CopiedLinks> m_links; // hard links among the items stay links
     QTimer m_poller;
     Finished m_finished;
 };

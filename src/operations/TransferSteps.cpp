@@ -4,6 +4,7 @@
 #include "operations/FileNaming.h"
 #include "operations/FileTransfer.h"
 #include "platform/FileCopier.h"
+#include "platform/FileCopierLinks.h"
 
 #include <QUuid>
 
@@ -21,8 +22,10 @@ fs::path besidePath(const fs::path& destination)
 }
 
 // Undoes a transfer made to `madeAt`, so the item is back at its source.
-void putBack(const fs::path& source, const fs::path& madeAt, TransferMode mode)
+void putBack(const fs::path& source, const fs::path& madeAt, TransferMode mode, CopiedLinks* links)
 {
+    if (links)
+        links->forget(madeAt);
     if (mode == TransferMode::copy) {
         (void)FileCopier::removeTree(madeAt);
         return;
@@ -40,25 +43,39 @@ Outcome replaceExisting(const Request& request, TransferProgress& progress)
     Outcome out{request.destination, std::nullopt, std::nullopt, false};
     const fs::path& source = request.item.path;
     const fs::path beside = besidePath(request.destination);
-    if (auto made = transferItem(source, beside, request.mode, progress); !made) {
+    CopiedLinks* links = request.links.get();
+    if (auto made = transferItem(source, beside, request.mode, progress, links); !made) {
         out.error = made.error();
         return out;
     }
     auto trashed = Trash::moveToTrash(request.destination);
     if (!trashed) {
-        putBack(source, beside, request.mode);
+        putBack(source, beside, request.mode, links);
         out.error = trashed.error();
         out.noTrash = trashed.error().code == Trash::kNoTrash;
         return out;
     }
     if (auto placed = FileCopier::renameNoReplace(beside, request.destination); !placed) {
         (void)Trash::restore(*trashed);
-        putBack(source, beside, request.mode);
+        putBack(source, beside, request.mode, links);
         out.error = placed.error();
         return out;
     }
+    if (links)
+        links->moved(beside, request.destination);
     out.replaced = *trashed;
     return out;
+}
+
+// Also the same folder reached through another path (a link to it). The item's own
+// identity would not do: a hard link to it in another folder is another item.
+bool isSameFolder(const fs::path& a, const fs::path& b)
+{
+    if (a == b)
+        return true;
+    // Through "." lstat follows a link that names the folder itself.
+    const auto first = FileCopier::identity(a / ".");
+    return first && first == FileCopier::identity(b / ".");
 }
 
 } // namespace
@@ -86,13 +103,11 @@ Probe probe(const FileItem& item, const fs::path& folder, TransferMode mode)
         return {Probe::Kind::changed, {}};
     const fs::path& source = item.path;
     const fs::path destination = folder / source.filename();
-    // Also the same folder reached through another path (a link to it).
-    const auto existing = FileCopier::identity(destination);
-    if (PathText::parent(source) == folder ||
-        (existing && existing == FileCopier::identity(source)))
+    if (isSameFolder(PathText::parent(source), folder))
         return {mode == TransferMode::move ? Probe::Kind::skip : Probe::Kind::duplicate,
                 destination};
-    return {existing ? Probe::Kind::conflict : Probe::Kind::free, destination};
+    return {FileCopier::identity(destination) ? Probe::Kind::conflict : Probe::Kind::free,
+            destination};
 }
 
 Outcome perform(const Request& request, TransferProgress& progress)
@@ -110,18 +125,20 @@ Outcome perform(const Request& request, TransferProgress& progress)
         out.destination =
             FileNaming::uniquePath(request.destination, FileTransfer::isDirectory(source),
                                    FileNaming::Style::copy, FileNaming::exists);
-    if (auto done = transferItem(source, out.destination, request.mode, progress); !done)
+    if (auto done =
+            transferItem(source, out.destination, request.mode, progress, request.links.get());
+        !done)
         out.error = done.error();
     return out;
 }
 
 Result<void> transferItem(const fs::path& source, const fs::path& destination, TransferMode mode,
-                          TransferProgress& progress)
+                          TransferProgress& progress, CopiedLinks* links)
 {
     if (mode == TransferMode::copy)
-        return FileTransfer::copyItem(source, destination, progress);
+        return FileTransfer::copyItem(source, destination, progress, links);
     const bool sameVolume = FileTransfer::isSameVolume(source, PathText::parent(destination));
-    return FileTransfer::moveItem(source, destination, sameVolume, progress);
+    return FileTransfer::moveItem(source, destination, sameVolume, progress, links);
 }
 
 Result<void> renameItem(const fs::path& from, const fs::path& to)

@@ -5,10 +5,13 @@
 #include "platform/Error.h"
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 
 // The file work of one transferred item, run on the thread pool. The questions
 // between the steps are asked on the main thread by TransferJob.
+class CopiedLinks;
+
 namespace TransferSteps {
 
 // True when `path` lies strictly below `ancestor` (lexically).
@@ -34,8 +37,9 @@ struct Request {
     FileItem item;
     std::filesystem::path destination;
     TransferMode mode = TransferMode::copy;
-    bool keepBoth = false; // use a free copy-style name beside `destination`
-    bool replace = false;  // the item at `destination` goes to the Trash
+    bool keepBoth = false;              // use a free copy-style name beside `destination`
+    bool replace = false;               // the item at `destination` goes to the Trash
+    std::shared_ptr<CopiedLinks> links; // the job's, so hard links among its items stay links
 };
 
 struct Outcome {
@@ -51,7 +55,7 @@ Outcome perform(const Request& request, TransferProgress& progress);
 // copyItem or moveItem, with the same-volume answer for the destination's folder.
 Result<void> transferItem(const std::filesystem::path& source,
                           const std::filesystem::path& destination, TransferMode mode,
-                          TransferProgress& progress);
+                          TransferProgress& progress, CopiedLinks* links = nullptr);
 
 // Never replaces another item; only when the new name already names this very
 // item (a change of letter case on a case-insensitive volume) may it rename over.

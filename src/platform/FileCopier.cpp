@@ -1,5 +1,7 @@
 #include "platform/FileCopier.h"
 
+#include "platform/FileCopierData.h"
+#include "platform/FileCopierLinks.h"
 #include "platform/FileCopierSupport.h"
 
 #include <acl/libacl.h>
@@ -9,12 +11,9 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
-#include <linux/fs.h>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <sys/acl.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -25,32 +24,18 @@ using namespace FileCopierSupport;
 
 namespace {
 
-bool isCloneUnsupported(int error)
+bool isLinkRefused(int error)
 {
-    return error == EOPNOTSUPP || error == ENOTTY || error == EINVAL || error == EXDEV ||
-           error == ENOSYS || error == EPERM || error == EBADF;
+    return error == EMLINK || error == EPERM || error == EACCES || error == ENOENT ||
+           error == ENOTDIR || error == EXDEV || error == EOPNOTSUPP;
 }
-
-bool isRangeCopyUnsupported(int error)
-{
-    return error == EXDEV || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP;
-}
-
-// A full disk or quota is the destination's fault; any other data error is the source's.
-const fs::path& dataErrorPath(int error, const fs::path& source, const fs::path& destination)
-{
-    return error == ENOSPC || error == EDQUOT || error == EFBIG || error == EROFS ? destination
-                                                                                  : source;
-}
-
-constexpr size_t kRangeChunk = 8 << 20; // keeps progress and cancel live inside big files
-constexpr size_t kBufferChunk = 1 << 20;
 
 class TreeCopier {
 public:
     TreeCopier(CopyObserver& observer, FileCopier::Options options)
         : m_observer(observer)
         , m_options(options)
+        , m_data(observer)
     {
     }
 
@@ -65,10 +50,8 @@ private:
     Result<void> copySpecial(const struct stat& st, int srcDir, const char* srcName,
                              const fs::path& srcPath, int dstDir, const char* dstName,
                              const fs::path& dstPath);
-    Result<void> copyData(int in, int out, const struct stat& st, const fs::path& srcPath,
-                          const fs::path& dstPath);
-    Result<void> copyByBuffer(int in, int out, int64_t done, const fs::path& srcPath,
-                              const fs::path& dstPath);
+    Result<bool> linkToEarlierCopy(const struct stat& st, int dstDir, const char* dstName,
+                                   const fs::path& dstPath);
     Result<void> copyMetadata(int in, int out, const struct stat& st, const fs::path& srcPath,
                               const fs::path& dstPath);
     Result<bool> copyXattrs(int in, int out, const fs::path& srcPath, const fs::path& dstPath);
@@ -77,8 +60,7 @@ private:
 
     CopyObserver& m_observer;
     FileCopier::Options m_options;
-    std::optional<dev_t> m_cloneFailedFrom; // the source device where FICLONE did not work
-    std::unique_ptr<char[]> m_buffer;
+    FileDataCopier m_data;
     std::vector<char> m_names;
     std::vector<char> m_value;
     std::optional<std::pair<dev_t, ino_t>> m_destinationRoot;
@@ -113,14 +95,19 @@ Result<void> TreeCopier::copyFile(int srcDir, const char* srcName, const fs::pat
         return std::unexpected(Error::fromErrno(EAGAIN, srcPath));
     if (!m_observer.fileStarted(srcPath))
         return cancelled();
+    if (const auto linked = linkToEarlierCopy(st, dstDir, dstName, dstPath); !linked || *linked)
+        return linked ? Result<void>{} : std::unexpected(linked.error());
     // Private until the end: the final mode may be wider than what the copy needs.
     FileDescriptor out(openAt(dstDir, dstName, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600));
     if (out.get() < 0)
         return failure(dstPath);
-    if (auto r = copyData(in.get(), out.get(), st, srcPath, dstPath); !r)
+    if (auto r = m_data.copy(in.get(), out.get(), st, srcPath, dstPath); !r)
         return r;
     if (auto r = copyMetadata(in.get(), out.get(), st, srcPath, dstPath); !r)
         return r;
+    struct stat made;
+    if (m_options.links && st.st_nlink > 1 && ::fstat(out.get(), &made) == 0)
+        m_options.links->remember(st, dstPath, {uint64_t(made.st_dev), uint64_t(made.st_ino)});
     if (out.close() != 0)
         return failure(dstPath);
     if (!m_observer.fileFinished())
@@ -128,57 +115,21 @@ Result<void> TreeCopier::copyFile(int srcDir, const char* srcName, const fs::pat
     return {};
 }
 
-Result<void> TreeCopier::copyData(int in, int out, const struct stat& st, const fs::path& srcPath,
-                                  const fs::path& dstPath)
+// A further link of a file this job has copied becomes a link to that copy. False
+// when the file is new to the job, or the link is refused (too many links, a file
+// system without them, the copy gone): then it is copied anew.
+Result<bool> TreeCopier::linkToEarlierCopy(const struct stat& st, int dstDir, const char* dstName,
+                                           const fs::path& dstPath)
 {
-    if (st.st_size > 0 && m_cloneFailedFrom != st.st_dev) {
-        if (::ioctl(out, FICLONE, in) == 0)
-            return m_observer.dataCopied(st.st_size) ? Result<void>{} : cancelled();
-        if (isCloneUnsupported(errno))
-            m_cloneFailedFrom = st.st_dev;
-    }
-    int64_t done = 0;
-    for (;;) {
-        const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, kRangeChunk, 0);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0 && isRangeCopyUnsupported(errno))
-            return copyByBuffer(in, out, done, srcPath, dstPath);
-        if (n < 0)
-            return failure(dataErrorPath(errno, srcPath, dstPath));
-        if (n == 0)
-            return {};
-        done += n;
-        if (!m_observer.dataCopied(done))
-            return cancelled();
-    }
-}
-
-Result<void> TreeCopier::copyByBuffer(int in, int out, int64_t done, const fs::path& srcPath,
-                                      const fs::path& dstPath)
-{
-    if (!m_buffer)
-        m_buffer.reset(new char[kBufferChunk]);
-    for (;;) {
-        const ssize_t n = ::read(in, m_buffer.get(), kBufferChunk);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return failure(srcPath);
-        if (n == 0)
-            return {};
-        for (ssize_t written = 0; written < n;) {
-            const ssize_t w = ::write(out, m_buffer.get() + written, size_t(n - written));
-            if (w < 0 && errno == EINTR)
-                continue;
-            if (w < 0)
-                return failure(dstPath);
-            written += w;
-        }
-        done += n;
-        if (!m_observer.dataCopied(done))
-            return cancelled();
-    }
+    CopiedLinks* links = m_options.links;
+    const auto copy = links ? links->copyOf(st) : std::nullopt;
+    if (!copy)
+        return false;
+    if (::linkat(AT_FDCWD, copy->c_str(), dstDir, dstName, 0) != 0)
+        return isLinkRefused(errno) ? Result<bool>(false) : failure(dstPath);
+    links->linked(st);
+    return m_observer.dataCopied(st.st_size) && m_observer.fileFinished() ? Result<bool>(true)
+                                                                          : cancelled();
 }
 
 Result<void> TreeCopier::copyFolder(int srcDir, const char* srcName, const fs::path& srcPath,

@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <optional>
 
+class CopiedLinks;
+
 // Told about a copy as it goes, on the copying thread. Each call returns false to
 // stop the copy (the user cancelled); the copy then fails with a cancellation.
 class CopyObserver {
@@ -27,6 +29,8 @@ namespace FileCopier {
 struct Options {
     // fsync every file and folder written, so that a move may remove its source.
     bool syncData = false;
+    // Shared by the items of one job, so that hard links among them stay links.
+    CopiedLinks* links = nullptr;
 };
 
 // Copies `source` (file, folder tree, link as a link, FIFO) to `destination`,

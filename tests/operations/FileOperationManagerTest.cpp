@@ -120,21 +120,43 @@ public:
     }
 };
 
+// Only the same folder, also reached through a link to it, makes a copy beside the
+// item or skips a move; a hard link to the item in another folder is another item
+// whose name is taken, so the user is asked.
 TEST_F(FileOperationManagerTest, IntoItsOwnOrAnInnerFolder)
 {
     dir.file("a.txt", "A");
     dir.folder("d");
-    const auto sources = items({dir / "a.txt", dir / "d"});
-
-    EXPECT_TRUE(transfer(sources, dir.path(), TransferMode::move).empty());
-    EXPECT_EQ(manager.undoStack().count(), 0);
-
-    EXPECT_EQ(transfer(sources, dir.path(), TransferMode::copy),
-              (Paths{dir / "a のコピー.txt", dir / "d のコピー"}));
-    EXPECT_EQ(transfer(items({dir / "a.txt"}), dir.path(), TransferMode::copy),
-              Paths{dir / "a のコピー 2.txt"});
+    dir.link("here", ".");
+    fs::create_hard_link(dir / "a.txt", dir.folder("g") / "a.txt");
+    const auto both = items({dir / "a.txt", dir / "d"});
+    const auto one = items({dir / "a.txt"});
+    const QStringList asked{"「a.txt」という名前の項目がすでにこの場所にあります。"};
+    struct Case {
+        std::vector<FileItem> sources;
+        fs::path folder;
+        TransferMode mode;
+        Paths made;
+        QStringList shown; // the conflict question is answered with Skip
+    };
+    const Case cases[] = {
+        {both, dir.path(), TransferMode::move, {}, {}},
+        {both, dir.path(), TransferMode::copy, {dir / "a のコピー.txt", dir / "d のコピー"}, {}},
+        {one, dir / "here", TransferMode::copy, {dir / "here/a のコピー 2.txt"}, {}},
+        {one, dir / "here", TransferMode::move, {}, {}},
+        {one, dir / "g", TransferMode::copy, {}, asked},
+        {one, dir / "g", TransferMode::move, {}, asked},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.folder.native() + (c.mode == TransferMode::move ? " move" : " copy"));
+        prompter->shown.clear();
+        prompter->answers = {{skip, false}};
+        EXPECT_EQ(transfer(c.sources, c.folder, c.mode), c.made);
+        EXPECT_EQ(prompter->messages(), c.shown);
+    }
     EXPECT_EQ(readFile(dir / "a のコピー 2.txt"), "A");
-    EXPECT_TRUE(prompter->shown.empty());
+    EXPECT_EQ(fs::hard_link_count(dir / "a.txt"), 2u);
+    prompter->shown.clear();
 
     // A folder into one inside it is refused before anything moves.
     dir.folder("A/B");
@@ -146,6 +168,37 @@ TEST_F(FileOperationManagerTest, IntoItsOwnOrAnInnerFolder)
     EXPECT_EQ(prompter->messages(), (QStringList{"「A」をその中に移動することはできません。",
                                                  "「A」をその中にコピーすることはできません。"}));
     EXPECT_EQ(manager.undoStack().count(), 2); // the two copies only
+}
+
+// Hard links among the items of one transfer stay links, as with cp -a: across items,
+// within one, and when a move between file systems copies (the sources going one by
+// one, the last link is a lone file by the time it is moved).
+TEST_F(FileOperationManagerTest, HardLinksAmongTheItemsStayLinks)
+{
+    const QByteArray tmp = qgetenv("TMPDIR");
+    qputenv("TMPDIR", "/dev/shm");
+    const TempDir shm;
+    tmp.isNull() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", tmp);
+    const bool otherVolume =
+        FileCopier::identity(shm / ".")->device != FileCopier::identity(dir / ".")->device;
+    for (const auto& [mode, into] : {std::pair{TransferMode::copy, dir / "copies"},
+                                     std::pair{TransferMode::move, shm / "moved"}}) {
+        if (mode == TransferMode::move && !otherVolume)
+            continue;
+        const std::string name = mode == TransferMode::copy ? "c" : "m";
+        const fs::path from = dir.file(name + "/x", "data").parent_path();
+        fs::create_hard_link(from / "x", from / "y");
+        fs::create_hard_link(from / "x", dir.folder(name + "/sub") / "z");
+        fs::create_directories(into);
+        EXPECT_EQ(transfer(items({from / "x", from / "y", from / "sub"}), into, mode).size(), 3u);
+        const auto copy = FileCopier::identity(into / "x");
+        for (const char* link : {"y", "sub/z"})
+            EXPECT_EQ(FileCopier::identity(into / link), copy) << link;
+        EXPECT_EQ(fs::hard_link_count(into / "x"), 3u);
+        EXPECT_EQ(readFile(into / "sub/z"), "data");
+        EXPECT_EQ(fs::exists(from / "x"), mode == TransferMode::copy);
+    }
+    EXPECT_TRUE(prompter->shown.empty());
 }
 
 TEST_F(FileOperationManagerTest, ConflictQuestionOffersApplyToAllWhileMoreRemain)

@@ -79,8 +79,9 @@ fs::path makeTree(const TempDir& dir, int64_t bigBytes = 0)
     dir.folder("tree/empty");
     dir.link("tree/link", "sub");
     dir.link("tree/dangling", "missing");
+    // Data first, then a hole: holes are not copied, the data still takes a while.
     if (bigBytes > 0)
-        fs::resize_file(dir.file("tree/big"), uint64_t(bigBytes));
+        fs::resize_file(dir.file("tree/big", std::string(64 << 20, 'x')), uint64_t(bigBytes));
     return dir / "tree";
 }
 
