@@ -250,6 +250,7 @@ bool Reader::tag(TagLibraryFile::Reading& out)
     return true;
 }
 
+// A bad id is left out on its own; the item keeps the others.
 bool Reader::uuidList(TagIDSet& ids, bool& valid)
 {
     QString text;
@@ -261,8 +262,10 @@ bool Reader::uuidList(TagIDSet& ids, bool& valid)
         if (!string(text))
             return false;
         const QUuid id = QUuid::fromString(text);
-        valid = valid && !id.isNull();
-        ids.insert(id);
+        if (id.isNull())
+            valid = false;
+        else
+            ids.insert(id);
         return true;
     });
 }
@@ -287,9 +290,14 @@ bool Reader::item(TagLibraryFile::Reading& out)
     if (!read)
         return false;
     auto item = TagLibraryFile::itemFromFields(path, ids, hasBookmark ? &bookmark : nullptr);
+    if (!item && hasBookmark) {
+        // Without its bookmark the item is still found by its path.
+        valid = false;
+        item = TagLibraryFile::itemFromFields(path, ids, nullptr);
+    }
     if (!valid || !item)
         out.status = TagLibraryFile::ReadStatus::damaged;
-    else if (!item->tagIDs.isEmpty())
+    if (item && !item->tagIDs.isEmpty())
         out.library.items.insert(item->path, std::move(*item));
     return true;
 }

@@ -76,29 +76,42 @@ TEST(TagLibraryFileTest, StringsDecodeEveryEscape)
     }
 }
 
-TEST(TagLibraryFileTest, UnknownKeysAreSkippedAndBadRecordsMarkDamage)
+// A bad field costs only that field: an item with a path and one usable tag id stays.
+TEST(TagLibraryFileTest, UnknownKeysAreSkippedAndBadFieldsMarkDamage)
 {
     const std::string id = kId;
+    const std::string other = "6A1C2D3E-0000-4000-8000-000000000002";
     const struct {
         std::string items;
         Status status;
         qsizetype kept;
+        qsizetype ids = 1; // of the item kept at "/a"
+        bool bookmark = false;
     } cases[] = {
         {R"({"path": "/a", "tagIDs": [")" + id + R"("], "extra": {"n": [1, -2.5e3, null, true]}})",
          Status::ok, 1},
         {R"({"path": "/a", "tagIDs": []})", Status::ok, 0}, // an empty record is dropped quietly
         {R"({"path": "", "tagIDs": [")" + id + R"("]})", Status::damaged, 0},
         {R"({"path": "/a", "tagIDs": ["nope"]})", Status::damaged, 0},
-        {R"({"path": "/a", "tagIDs": [7]})", Status::damaged, 0},
+        {R"({"path": "/a", "tagIDs": ["nope", ")" + id + R"(", 7, ")" + other + R"("]})",
+         Status::damaged, 1, 2},
+        {R"({"path": "/a", "tagIDs": [7, ")" + id + R"("]})", Status::damaged, 1},
         {R"({"path": "/a", "tagIDs": [")" + id + R"("], "bookmark": "*not base64*"})",
-         Status::damaged, 0},
-        {R"(42, {"path": "/b", "tagIDs": [")" + id + R"("]})", Status::damaged, 1},
+         Status::damaged, 1},
+        {R"({"path": "/a", "tagIDs": [")" + id + R"("], "bookmark": "AP8="})", Status::ok, 1, 1,
+         true},
+        {R"(42, {"path": "/a", "tagIDs": [")" + id + R"("]})", Status::damaged, 1},
     };
     for (const auto& c : cases) {
         const auto reading =
             TagLibraryFile::decode(QByteArray::fromStdString(library(tagRecord("\"t\""), c.items)));
         EXPECT_EQ(reading.status, c.status) << c.items;
-        EXPECT_EQ(reading.library.items.size(), c.kept) << c.items;
+        ASSERT_EQ(reading.library.items.size(), c.kept) << c.items;
+        if (c.kept == 0)
+            continue;
+        const TaggedItem& item = reading.library.items.value(QStringLiteral("/a"));
+        EXPECT_EQ(item.tagIDs.size(), c.ids) << c.items;
+        EXPECT_EQ(item.bookmark.has_value(), c.bookmark) << c.items;
     }
 }
 
