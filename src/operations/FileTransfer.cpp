@@ -1,6 +1,7 @@
 #include "operations/FileTransfer.h"
 
 #include "core/PathText.h"
+#include "operations/StagingJournal.h"
 #include "platform/DirectoryScanner.h"
 #include "platform/FileCopier.h"
 #include "platform/FileCopierLinks.h"
@@ -55,27 +56,38 @@ fs::path stagingPath(const fs::path& destination)
     return PathText::parent(destination) / (".quillo-copy-" + tag.toStdString());
 }
 
-// Errors inside the staging copy are reported under the name the user asked for.
-Error visibleError(Error error, const fs::path& staging, const fs::path& destination)
+// Everything needed to settle a staged copy; the ticket keeps it in the journal
+// until the copy is in place (and, for a move, its source removed).
+struct Staged {
+    fs::path path;
+    StagingJournal::Ticket ticket;
+};
+
+Staged stage(const fs::path& source, const fs::path& destination, StagingJournal::Kind kind)
 {
-    const std::string& path = error.path.native();
-    const std::string& prefix = staging.native();
-    if (path.starts_with(prefix) && (path.size() == prefix.size() || path[prefix.size()] == '/'))
-        error.path = fs::path(destination.native() + path.substr(prefix.size()));
-    return error;
+    StagingJournal& journal = StagingJournal::shared();
+    // What a killed transfer left (here or elsewhere) goes before anything new is staged.
+    (void)journal.recover();
+    const bool move = kind == StagingJournal::Kind::move;
+    fs::path path = stagingPath(destination);
+    auto ticket = journal.begin(
+        {kind, path, destination, source, move ? FileCopier::identity(source) : std::nullopt, {}});
+    return {std::move(path), std::move(ticket)};
 }
 
 Result<void> copyWith(const fs::path& source, const fs::path& destination,
-                      TransferProgress& progress, FileCopier::Options options)
+                      TransferProgress& progress, FileCopier::Options options, Staged& staged)
 {
-    if (DirectoryScanner::exists(destination))
-        return existsError(destination);
-    const fs::path staging = stagingPath(destination);
+    const fs::path& staging = staged.path;
     ProgressObserver observer(progress);
     auto copied = FileCopier::copyTree(source, staging, observer, options);
     // Bytes of a file cut short still count as done, as the poller last showed them.
     progress.fileFinished();
     if (copied && !progress.isCancelled()) {
+        if (options.syncData) {
+            if (const auto copy = FileCopier::identity(staging))
+                staged.ticket.markCopied(*copy);
+        }
         // Something that appeared at the destination meanwhile is never replaced.
         copied = FileCopier::renameNoReplace(staging, destination);
         if (copied && options.links)
@@ -85,10 +97,12 @@ Result<void> copyWith(const fs::path& source, const fs::path& destination,
     }
     if (options.links)
         options.links->forget(staging);
-    (void)FileCopier::removeCopy(staging);
+    // What cannot be removed now stays listed, for the next start to remove.
+    if (!FileCopier::removeCopy(staging))
+        staged.ticket.keep();
     if (progress.isCancelled())
         return std::unexpected(Error::cancellation());
-    return std::unexpected(visibleError(copied.error(), staging, destination));
+    return std::unexpected(FileTransfer::visibleError(copied.error(), staging, destination));
 }
 
 } // namespace
@@ -98,7 +112,10 @@ namespace FileTransfer {
 Result<void> copyItem(const fs::path& source, const fs::path& destination,
                       TransferProgress& progress, CopiedLinks* links)
 {
-    return copyWith(source, destination, progress, {.links = links});
+    if (DirectoryScanner::exists(destination))
+        return existsError(destination);
+    Staged staged = stage(source, destination, StagingJournal::Kind::copy);
+    return copyWith(source, destination, progress, {.links = links}, staged);
 }
 
 Result<void> moveItem(const fs::path& source, const fs::path& destination, bool sameVolume,
@@ -111,11 +128,32 @@ Result<void> moveItem(const fs::path& source, const fs::path& destination, bool 
         if (renamed || renamed.error().code != EXDEV)
             return renamed;
     }
-    // The source goes only once its copy is on disk.
-    if (auto copied = copyWith(source, destination, progress, {.syncData = true, .links = links});
+    // The source goes only once its copy is on disk; until it is gone the journal
+    // knows the move is half done.
+    Staged staged = stage(source, destination, StagingJournal::Kind::move);
+    if (auto copied =
+            copyWith(source, destination, progress, {.syncData = true, .links = links}, staged);
         !copied)
         return copied;
     return FileCopier::removeTree(source);
+}
+
+Error visibleError(Error error, const fs::path& hidden, const fs::path& visible)
+{
+    // Matched by the hidden item's own name, not as a prefix: paths reach us spelt in
+    // other ways too ("a//b", "./a", relative to a folder).
+    const fs::path name = hidden.filename();
+    fs::path rest;
+    bool found = false;
+    for (const fs::path& component : error.path) {
+        if (found)
+            rest /= component;
+        else
+            found = component == name;
+    }
+    if (found)
+        error.path = rest.empty() ? visible : visible / rest;
+    return error;
 }
 
 int64_t totalSize(const std::vector<fs::path>& paths)

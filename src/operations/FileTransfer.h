@@ -26,6 +26,11 @@ Result<void> copyItem(const std::filesystem::path& source, const std::filesystem
 Result<void> moveItem(const std::filesystem::path& source, const std::filesystem::path& destination,
                       bool sameVolume, TransferProgress& progress, CopiedLinks* links = nullptr);
 
+// `error` as the user should see it: a path inside the hidden item (a staged copy,
+// a replacement made beside the old item) is named inside `visible` instead.
+Error visibleError(Error error, const std::filesystem::path& hidden,
+                   const std::filesystem::path& visible);
+
 // Bytes of the regular files in the items, links not followed; the progress target.
 int64_t totalSize(const std::vector<std::filesystem::path>& paths);
 

@@ -3,6 +3,7 @@
 #include "core/PathText.h"
 #include "operations/FileNaming.h"
 #include "operations/FileTransfer.h"
+#include "operations/StagingJournal.h"
 #include "platform/FileCopier.h"
 #include "platform/FileCopierLinks.h"
 
@@ -43,9 +44,15 @@ Outcome replaceExisting(const Request& request, TransferProgress& progress)
     Outcome out{request.destination, std::nullopt, std::nullopt, false};
     const fs::path& source = request.item.path;
     const fs::path beside = besidePath(request.destination);
+    const auto kind = request.mode == TransferMode::copy ? StagingJournal::Kind::replaceCopy
+                                                         : StagingJournal::Kind::replaceMove;
+    const auto ticket = StagingJournal::shared().begin({kind, beside, request.destination, source});
+    const auto shown = [&](const Error& e) {
+        return FileTransfer::visibleError(e, beside, request.destination);
+    };
     CopiedLinks* links = request.links.get();
     if (auto made = transferItem(source, beside, request.mode, progress, links); !made) {
-        out.error = made.error();
+        out.error = shown(made.error());
         return out;
     }
     auto trashed = Trash::moveToTrash(request.destination);
@@ -58,7 +65,7 @@ Outcome replaceExisting(const Request& request, TransferProgress& progress)
     if (auto placed = FileCopier::renameNoReplace(beside, request.destination); !placed) {
         (void)Trash::restore(*trashed);
         putBack(source, beside, request.mode, links);
-        out.error = placed.error();
+        out.error = shown(placed.error());
         return out;
     }
     if (links)

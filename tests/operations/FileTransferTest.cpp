@@ -1,5 +1,6 @@
 #include "operations/FileTransfer.h"
 
+#include "operations/TransferSteps.h"
 #include "platform/FileCopier.h"
 #include "support/TempDir.h"
 #include "support/ToolRun.h"
@@ -13,7 +14,9 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
+#include <sched.h>
 #include <sys/acl.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <thread>
@@ -222,9 +225,16 @@ void expectAccessDenied(const TempDir& scratch, const QStringList& toolArguments
     const fs::path tool = scratch / "quillo-tool";
     fs::copy_file(toolPath(), tool);
     ::chmod(scratch.path().c_str(), 0755);
-    const ToolRun r = run(
-        "setpriv", QStringList{"--reuid=nobody", "--regid=nogroup", "--clear-groups", arg(tool)} +
-                       toolArguments);
+    // Its own data folder, where it keeps its staging journal.
+    const fs::path data = scratch.folder("nobody-data");
+    ASSERT_EQ(::chown(data.c_str(), 65534, 65534), 0);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("XDG_DATA_HOME", arg(data));
+    const ToolRun r =
+        runProgram("setpriv",
+                   QStringList{"--reuid=nobody", "--regid=nogroup", "--clear-groups", arg(tool)} +
+                       toolArguments,
+                   environment);
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "「" + path.native() + "」を" + verb + "できませんでした。" +
                          "アクセス権がありません。\n");
@@ -483,4 +493,53 @@ TEST(FileTransferTest, QuestionsAskedBeforeATransfer)
     EXPECT_EQ(FileTransfer::totalSize({toFile}), 4); // the link's own size
     EXPECT_EQ(FileTransfer::totalSize({file, toFolder, missing, folder}), 5 + 5);
     EXPECT_EQ(FileTransfer::totalSize({makeTree(dir)}), 3006);
+}
+
+// Runs last: it moves this program into a mount namespace of its own for a small tmpfs.
+// A full volume fails each kind of copy inside its hidden item; the error names the
+// item the user asked for, never the hidden one.
+TEST(FileTransferTest, ErrorsNameTheItemTheUserAskedFor)
+{
+    // Paths from deeper layers are not always spelt as the hidden item was.
+    const fs::path hidden = "/v/a/sub/.quillo-copy-26d5510a5a19", shown = "/v/a/sub/report";
+    const std::pair<fs::path, fs::path> spellings[] = {
+        {"/v/a//sub/.quillo-copy-26d5510a5a19/f", shown / "f"},
+        {".quillo-copy-26d5510a5a19", shown},
+        {"/v/a/sub/.quillo-copy-26d5510a5a19x/f", "/v/a/sub/.quillo-copy-26d5510a5a19x/f"},
+        {"/v/source/f", "/v/source/f"},
+    };
+    for (const auto& [given, expected] : spellings)
+        EXPECT_EQ(FileTransfer::visibleError(Error::fromErrno(EIO, given), hidden, shown).path,
+                  expected)
+            << given;
+
+    if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr))
+        GTEST_SKIP() << "no private mount namespace: " << std::strerror(errno);
+    TempDir dir;
+    const fs::path volume = dir.folder("volume");
+    ASSERT_EQ(::mount("quillo-test", volume.c_str(), "tmpfs", 0, "size=256k"), 0);
+    const fs::path source = dir.file("tree/big", std::string(512 << 10, 'x')).parent_path();
+    const fs::path destination = volume / "tree";
+    struct Case {
+        const char* what;
+        TransferMode mode;
+        bool replace;
+    } cases[] = {{"copy", TransferMode::copy, false},
+                 {"replacing copy", TransferMode::copy, true},
+                 {"replacing move", TransferMode::move, true}};
+    for (const Case& c : cases) {
+        if (c.replace)
+            dir.file("volume/tree/old", "old");
+        TransferProgress progress;
+        const auto out = TransferSteps::perform(
+            {{source, std::nullopt}, destination, c.mode, false, c.replace}, progress);
+        ASSERT_TRUE(out.error) << c.what;
+        EXPECT_EQ(*out.error, Error::fromErrno(ENOSPC, destination / "big"))
+            << c.what << ": " << out.error->path;
+        EXPECT_EQ(readFile(source / "big").size(), size_t(512 << 10)) << c.what;
+        for (const auto& entry : fs::directory_iterator(volume))
+            EXPECT_FALSE(entry.path().filename().native().starts_with(".quillo-")) << c.what;
+        fs::remove_all(destination);
+    }
+    ::umount2(volume.c_str(), MNT_DETACH);
 }
