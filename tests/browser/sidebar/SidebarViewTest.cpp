@@ -1,50 +1,26 @@
 #include "browser/sidebar/SidebarView.h"
 
-#include "browser/PaneTesting.h"
+#include "browser/WindowTesting.h"
 #include "browser/sidebar/SidebarMenus.h"
 #include "browser/sidebar/SidebarModel.h"
-#include "browser/window/BrowserWindow.h"
 #include "core/AppDefaults.h"
 #include "operations/FileClipboard.h"
-#include "platform/VolumeSource.h"
+#include "support/FakeVolumes.h"
 #include "tags/SidebarStore.h"
 #include "tags/TagStore.h"
 
-#include <QApplication>
 #include <QHBoxLayout>
 #include <QInputDialog>
-#include <QMenu>
-#include <QMenuBar>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPointer>
 #include <QSettings>
-#include <QTest>
 #include <QToolTip>
-#include <memory>
 
 namespace fs = std::filesystem;
 using namespace testing_pane;
 
 namespace {
-
-class FakeVolumes : public VolumeSource {
-public:
-    QList<MountedVolume> list;
-    std::optional<QString> failure; // what an eject reports
-    std::vector<fs::path> ejected;
-
-    QList<MountedVolume> volumes() const override { return list; }
-    void eject(const MountedVolume& volume, Completion done) override
-    {
-        ejected.push_back(volume.root);
-        done(failure);
-    }
-    void set(QList<MountedVolume> volumes)
-    {
-        list = std::move(volumes);
-        Q_EMIT changed();
-    }
-};
 
 class SidebarViewTest : public PaneTest {
 protected:
@@ -71,14 +47,7 @@ protected:
     }
 
     SidebarModel& model() const { return *sidebar->sidebarModel(); }
-    QModelIndex header(const QString& title) const
-    {
-        for (int row = 0; row < model().rowCount(); ++row) {
-            if (model().index(row, 0).data().toString() == title)
-                return model().index(row, 0);
-        }
-        return {};
-    }
+    QModelIndex header(const QString& title) const { return rowTitled(model(), title); }
     QModelIndex child(const QString& title, int row) const
     {
         return model().index(row, 0, header(title));
@@ -103,28 +72,11 @@ protected:
         QTest::mouseClick(sidebar->viewport(), Qt::LeftButton, {},
                           sidebar->visualRect(index).center());
     }
-    QAction* action(QMenu* menu, const QString& text) const
+    // Triggers an item of the context menu of that row.
+    void choose(const QModelIndex& row, const QString& item)
     {
-        for (QAction* item : menu->actions()) {
-            if (item->text() == text)
-                return item;
-        }
-        return nullptr;
-    }
-    template <typename Dialog>
-    Dialog* openDialog() const
-    {
-        Dialog* found = nullptr;
-        QTest::qWaitFor(
-            [&] {
-                for (Dialog* dialog : host->findChildren<Dialog*>()) {
-                    if (dialog->isVisible())
-                        found = dialog;
-                }
-                return found != nullptr;
-            },
-            kTimeoutMs);
-        return found;
+        std::unique_ptr<QMenu> menu(SidebarMenus::make(*sidebar, row));
+        actionTitled(menu.get(), item)->trigger();
     }
 
     ScratchSettings appSettings; // "sidebarCollapsedTags" and the like
@@ -208,12 +160,7 @@ TEST_F(SidebarViewTest, FoldingSurvivesChangesOfTheStore)
 
     // A folded tag stays folded in the next window too.
     tags->createTag("Work/Client");
-    const QModelIndex tagsHeader = header("タグ");
-    QModelIndex work;
-    for (int row = 0; row < model().rowCount(tagsHeader); ++row) {
-        if (model().index(row, 0, tagsHeader).data().toString() == "Work")
-            work = model().index(row, 0, tagsHeader);
-    }
+    const QModelIndex work = rowTitled(model(), "Work", header("タグ"));
     ASSERT_TRUE(sidebar->isExpanded(work));
     sidebar->collapse(work);
     SidebarView other(*store, *tags, {});
@@ -268,12 +215,12 @@ TEST_F(SidebarViewTest, EjectButtonEjectsAndAFailureIsTold)
 
     volumes->failure = QStringLiteral("使用中です");
     QTest::mouseClick(sidebar->viewport(), Qt::LeftButton, {}, button);
-    EXPECT_EQ(volumes->ejected, std::vector<fs::path>{"/media/stick"});
+    EXPECT_EQ(volumes->ejected, QList<fs::path>{"/media/stick"});
     EXPECT_EQ(pane->location(), Location::folder(start)); // the button does not open the volume
-    auto* message = openDialog<QMessageBox>();
-    ASSERT_TRUE(message);
-    EXPECT_TRUE(message->text().contains("STICK"));
-    message->accept();
+    auto* alert = waitForVisible<QDialog>(*host);
+    ASSERT_TRUE(alert);
+    EXPECT_FALSE(textsOf(alert->findChildren<QLabel*>(), &QLabel::text).filter("STICK").isEmpty());
+    alert->accept();
 }
 
 TEST_F(SidebarViewTest, ItemMenuOpensInANewTabAndRemoves)
@@ -283,20 +230,16 @@ TEST_F(SidebarViewTest, ItemMenuOpensInANewTabAndRemoves)
     std::vector<Location> opened;
     QObject::connect(sidebar, &SidebarView::openInNewTabRequested,
                      [&](const Location& location) { opened.push_back(location); });
-    QMenu* menu = SidebarMenus::make(*sidebar, child("お気に入り", 0));
-    action(menu, "新しいタブで開く")->trigger();
+    choose(child("お気に入り", 0), "新しいタブで開く");
     EXPECT_EQ(opened, std::vector<Location>{Location::folder(a)});
-    action(menu, "サイドバーから取り除く")->trigger();
-    delete menu;
+    choose(child("お気に入り", 0), "サイドバーから取り除く");
     EXPECT_FALSE(store->containsFavorite(a));
 
     // A tag of the tag tree gets a section of its own.
     const Tag tag = *tags->createTag("Ideas");
     const QModelIndex tagRow = model().indexOfLocation(Location::tag(tag.id));
     ASSERT_TRUE(model().tagAt(tagRow));
-    menu = SidebarMenus::make(*sidebar, tagRow);
-    action(menu, "タグのセクションを追加")->trigger();
-    delete menu;
+    choose(tagRow, "タグのセクションを追加");
     EXPECT_TRUE(header("Ideas").isValid());
 }
 
@@ -319,34 +262,28 @@ TEST_F(SidebarViewTest, AddToFavoritesTakesSelectedFoldersElseTheShownFolder)
 
 TEST_F(SidebarViewTest, HeaderMenuHidesAndShowsSections)
 {
-    QMenu* menu = SidebarMenus::make(*sidebar, header("場所"));
-    QStringList texts;
-    for (QAction* item : menu->actions())
-        texts << item->text();
-    EXPECT_EQ(texts, (QStringList{"セクションを隠す", "", "新規セクション…", "表示するセクション",
-                                  "初期設定に戻す"}));
-    action(menu, "セクションを隠す")->trigger();
-    delete menu;
+    std::unique_ptr<QMenu> menu(SidebarMenus::make(*sidebar, header("場所")));
+    EXPECT_EQ(textsOf(menu->actions(), &QAction::text),
+              (QStringList{"セクションを隠す", "", "新規セクション…", "表示するセクション",
+                           "初期設定に戻す"}));
+    actionTitled(menu.get(), "セクションを隠す")->trigger();
     EXPECT_FALSE(header("場所").isValid());
 
-    menu = SidebarMenus::make(*sidebar, header("マイセクション"));
-    QMenu* shown = action(menu, "表示するセクション")->menu();
-    QAction* places = action(shown, "場所");
+    menu.reset(SidebarMenus::make(*sidebar, header("マイセクション")));
+    QMenu* shown = actionTitled(menu.get(), "表示するセクション")->menu();
+    QAction* places = actionTitled(shown, "場所");
     ASSERT_TRUE(places);
     EXPECT_FALSE(places->isChecked());
-    EXPECT_TRUE(action(shown, "タグ")->isChecked());
+    EXPECT_TRUE(actionTitled(shown, "タグ")->isChecked());
     places->trigger();
-    delete menu;
     EXPECT_TRUE(header("場所").isValid());
 }
 
 TEST_F(SidebarViewTest, NamePromptsRenameAndRefuseAnEmptyName)
 {
     store->addFavorite(dir.folder("a"));
-    QMenu* menu = SidebarMenus::make(*sidebar, child("お気に入り", 0));
-    action(menu, "名前を変更…")->trigger();
-    delete menu;
-    auto* prompt = openDialog<QInputDialog>();
+    choose(child("お気に入り", 0), "名前を変更…");
+    auto* prompt = waitForVisible<QInputDialog>(*host);
     ASSERT_TRUE(prompt);
     EXPECT_EQ(prompt->windowTitle(), "項目の名前を変更");
     prompt->setTextValue(" Work ");
@@ -354,14 +291,12 @@ TEST_F(SidebarViewTest, NamePromptsRenameAndRefuseAnEmptyName)
     EXPECT_EQ(child("お気に入り", 0).data().toString(), "Work");
 
     const int sections = int(store->sections().size());
-    menu = SidebarMenus::make(*sidebar, header("マイセクション"));
-    action(menu, "新規セクション…")->trigger();
-    delete menu;
-    prompt = openDialog<QInputDialog>();
+    choose(header("マイセクション"), "新規セクション…");
+    prompt = waitForVisible<QInputDialog>(*host);
     ASSERT_TRUE(prompt);
     prompt->setTextValue("   ");
     prompt->accept();
-    auto* message = openDialog<QMessageBox>();
+    auto* message = waitForVisible<QMessageBox>(*host);
     ASSERT_TRUE(message);
     EXPECT_EQ(message->text(), "名前を入力してください。");
     message->accept();
