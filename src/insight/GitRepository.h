@@ -3,6 +3,7 @@
 #include "insight/GitSnapshot.h"
 
 #include <QFuture>
+#include <chrono>
 #include <filesystem>
 #include <optional>
 
@@ -15,9 +16,13 @@ namespace GitRepository {
 // holds a ".git" item, file or folder; nothing up to "/".
 std::optional<std::filesystem::path> root(const std::filesystem::path& path);
 
-// Runs `git status` in `root`; nothing when git is missing, fails or exits non-zero.
-// Blocks: never call it on the main thread.
-std::optional<GitSnapshot> snapshot(const std::filesystem::path& root);
+// How long one git run may take before it is killed (a slow disk, a huge tree).
+constexpr std::chrono::milliseconds kTimeLimit{5000};
+
+// Runs `git status` in `root`; nothing when git is missing, fails, exits non-zero or
+// takes longer than `limit`. Blocks: never call it on the main thread.
+std::optional<GitSnapshot> snapshot(const std::filesystem::path& root,
+                                    std::chrono::milliseconds limit = kTimeLimit);
 
 // root() and snapshot() of the folder on a pool thread; nothing outside a working tree.
 QFuture<std::optional<GitSnapshot>> snapshotInBackground(const std::filesystem::path& folder);

@@ -3,6 +3,7 @@
 #include "support/TempDir.h"
 #include "support/ToolRun.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 #include <sys/stat.h>
@@ -117,16 +118,76 @@ TEST_F(GitRepositoryTest, NoSnapshotWhenGitCannotAnswer)
 TEST_F(GitRepositoryTest, RepositoryConfigCannotRunAProgram)
 {
     const fs::path marker = scratch / "marker";
-    const fs::path hook = scratch.file("hook.sh", "#!/bin/sh\ntouch '" + marker.native() + "'\n");
+    const fs::path hook =
+        scratch.file("hook.sh", "#!/bin/sh\ntouch '" + marker.native() + "'\n");
     ASSERT_EQ(::chmod(hook.c_str(), 0755), 0);
-    ASSERT_EQ(runGit(repo, {"config", "core.fsmonitor", QString::fromStdString(hook.native())}), 0);
-    scratch.file("repo/a.txt");
-    // Plain git runs the hook, so the check below can tell the difference.
-    ASSERT_EQ(runGit(repo, {"status", "--porcelain"}), 0);
-    ASSERT_TRUE(fs::remove(marker));
+    const QString program = QString::fromStdString(hook.native());
+    scratch.file("repo/a.txt", "1\n");
+    commitAll();
+    // A populated submodule with a filter of its own, for the last case.
+    const fs::path other = scratch.folder("other");
+    ASSERT_EQ(runGit(other, {"init", "-q"}), 0);
+    scratch.file("other/b.txt", "1\n");
+    ASSERT_EQ(runGit(other, {"add", "-A"}), 0);
+    ASSERT_EQ(runGit(other, {"commit", "-q", "-m", "c"}), 0);
+    ASSERT_EQ(runGit(repo, {"-c", "protocol.file.allow=always", "submodule", "add", "-q",
+                            QString::fromStdString(other.native()), "sub"}),
+              0);
+    commitAll();
 
-    EXPECT_EQ(sorted(GitRepository::snapshot(repo)), (Statuses{{"a.txt", S::untracked}}));
-    EXPECT_FALSE(fs::exists(marker));
+    const struct {
+        const char* name;
+        fs::path repository; // whose configuration names the program
+        QStringList config;
+        std::string attributes;
+    } cases[] = {
+        {"fsmonitor", repo, {"core.fsmonitor"}, ""},
+        {"clean filter", repo, {"filter.evil.clean"}, "* filter=evil\n"},
+        {"process filter", repo, {"filter.evil.process"}, "* filter=evil\n"},
+        {"required filter, dotted name",
+         repo,
+         {"filter.my.evil.clean", "filter.my.evil.required"},
+         "* filter=my.evil\n"},
+        {"submodule filter", repo / "sub", {"filter.evil.clean"}, "* filter=evil\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const fs::path gitDir = c.repository == repo ? repo / ".git" : repo / ".git/modules/sub";
+        ASSERT_EQ(runGit(c.repository, {"config", c.config[0], program}), 0);
+        if (c.config.size() > 1)
+            ASSERT_EQ(runGit(c.repository, {"config", c.config[1], "true"}), 0);
+        fs::create_directories(gitDir / "info");
+        std::ofstream(gitDir / "info/attributes") << c.attributes;
+        // A new time makes status read the contents again.
+        for (const char* file : {"a.txt", "sub/b.txt"})
+            fs::last_write_time(repo / file,
+                                fs::last_write_time(repo / file) - std::chrono::hours(1));
+        // Plain git runs the program, so the check below can tell the difference.
+        runGit(repo, {"status", "--porcelain"});
+        ASSERT_TRUE(fs::remove(marker));
+
+        EXPECT_TRUE(GitRepository::snapshot(repo));
+        EXPECT_FALSE(fs::exists(marker));
+        ASSERT_EQ(
+            runGit(c.repository, {"config", "--remove-section", c.config[0].section('.', 0, -2)}),
+            0);
+        fs::remove(gitDir / "info/attributes");
+    }
+}
+
+TEST_F(GitRepositoryTest, GitThatHangsIsStoppedAtTheLimit)
+{
+    // A git that answers the configuration query and then never finishes.
+    const fs::path bin = scratch.folder("bin");
+    const fs::path fake = scratch.file(
+        "bin/git",
+        "#!/bin/sh\ncase \"$*\" in *status*) sleep 30 ;; esac\nexec /usr/bin/git \"$@\"\n");
+    ASSERT_EQ(::chmod(fake.c_str(), 0755), 0);
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", QByteArray::fromStdString(bin.native()) + ":" + path);
+    const auto snapshot = GitRepository::snapshot(repo, std::chrono::seconds(1));
+    qputenv("PATH", path);
+    EXPECT_FALSE(snapshot);
 }
 
 TEST_F(GitRepositoryTest, SnapshotInBackground)
