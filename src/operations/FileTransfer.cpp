@@ -6,7 +6,6 @@
 #include "platform/FileCopier.h"
 #include "platform/FileCopierLinks.h"
 
-#include <QUuid>
 #include <QtGlobal>
 #include <sys/stat.h>
 
@@ -47,15 +46,6 @@ std::unexpected<Error> existsError(const fs::path& destination)
     return std::unexpected(Error::fromErrno(EEXIST, destination));
 }
 
-// The copy is written under a hidden name beside its destination and renamed into
-// place when complete, so that after a crash or a kill no partial item stands
-// under a visible name.
-fs::path stagingPath(const fs::path& destination)
-{
-    const QByteArray tag = QUuid::createUuid().toRfc4122().toHex().left(12);
-    return PathText::parent(destination) / (".quillo-copy-" + tag.toStdString());
-}
-
 // Everything needed to settle a staged copy; the ticket keeps it in the journal
 // until the copy is in place (and, for a move, its source removed).
 struct Staged {
@@ -63,15 +53,19 @@ struct Staged {
     StagingJournal::Ticket ticket;
 };
 
-Staged stage(const fs::path& source, const fs::path& destination, StagingJournal::Kind kind)
+Staged stage(const fs::path& source, const fs::path& destination, bool move)
 {
     StagingJournal& journal = StagingJournal::shared();
     // What a killed transfer left (here or elsewhere) goes before anything new is staged.
     (void)journal.recover();
-    const bool move = kind == StagingJournal::Kind::move;
-    fs::path path = stagingPath(destination);
+    // The copy is written under a hidden name beside its destination and renamed into
+    // place when complete, so that after a crash or a kill no partial item stands
+    // under a visible name.
+    fs::path path = journal.stagingPath(destination);
+    if (!move)
+        return {std::move(path), {}};
     auto ticket = journal.begin(
-        {kind, path, destination, source, move ? FileCopier::identity(source) : std::nullopt, {}});
+        {StagingJournal::Kind::move, path, destination, source, FileCopier::identity(source), {}});
     return {std::move(path), std::move(ticket)};
 }
 
@@ -97,9 +91,8 @@ Result<void> copyWith(const fs::path& source, const fs::path& destination,
     }
     if (options.links)
         options.links->forget(staging);
-    // What cannot be removed now stays listed, for the next start to remove.
-    if (!FileCopier::removeCopy(staging))
-        staged.ticket.keep();
+    // What cannot be removed now is removed at the next start: its folder is journalled.
+    (void)FileCopier::removeCopy(staging);
     if (progress.isCancelled())
         return std::unexpected(Error::cancellation());
     return std::unexpected(FileTransfer::visibleError(copied.error(), staging, destination));
@@ -114,7 +107,7 @@ Result<void> copyItem(const fs::path& source, const fs::path& destination,
 {
     if (DirectoryScanner::exists(destination))
         return existsError(destination);
-    Staged staged = stage(source, destination, StagingJournal::Kind::copy);
+    Staged staged = stage(source, destination, false);
     return copyWith(source, destination, progress, {.links = links}, staged);
 }
 
@@ -130,7 +123,7 @@ Result<void> moveItem(const fs::path& source, const fs::path& destination, bool 
     }
     // The source goes only once its copy is on disk; until it is gone the journal
     // knows the move is half done.
-    Staged staged = stage(source, destination, StagingJournal::Kind::move);
+    Staged staged = stage(source, destination, true);
     if (auto copied =
             copyWith(source, destination, progress, {.syncData = true, .links = links}, staged);
         !copied)

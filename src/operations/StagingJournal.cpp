@@ -9,6 +9,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QUuid>
 #include <QtDebug>
 #include <algorithm>
 #include <cstring>
@@ -20,7 +21,20 @@ namespace {
 constexpr std::string_view kRecordSuffix = ".json";
 constexpr size_t kMaxRecordBytes = size_t(64) << 20;
 
-const char* const kKindNames[] = {"copy", "move", "replaceCopy", "replaceMove"};
+const char* const kKindNames[] = {"folder", "move", "replaceCopy", "replaceMove"};
+
+// Another process reads the record, from another working folder.
+fs::path absolutePath(const fs::path& path)
+{
+    std::error_code error;
+    fs::path out = path.is_absolute() ? path : fs::absolute(path, error);
+    return error ? path : out;
+}
+
+QByteArray randomHex(int digits)
+{
+    return QUuid::createUuid().toRfc4122().toHex().left(digits);
+}
 
 // Paths are stored as base64 of their bytes: names need not be UTF-8.
 QJsonValue encodePath(const fs::path& path)
@@ -74,9 +88,11 @@ std::optional<StagingJournal::Entry> decodeEntry(const QJsonObject& object)
     entry.hidden = decodePath(object.value("hidden"));
     entry.destination = decodePath(object.value("destination"));
     entry.source = decodePath(object.value("source"));
-    if (named == std::end(kKindNames) || entry.hidden.empty() || entry.destination.empty())
+    if (named == std::end(kKindNames) || entry.hidden.empty())
         return std::nullopt;
     entry.kind = StagingJournal::Kind(named - std::begin(kKindNames));
+    if (entry.kind != StagingJournal::Kind::folder && entry.destination.empty())
+        return std::nullopt;
     entry.sourceIdentity = decodeIdentity(object.value("sourceIdentity"));
     entry.copied = decodeIdentity(object.value("copied"));
     return entry;
@@ -156,6 +172,7 @@ QString StagingJournal::Report::alertText() const
 StagingJournal::StagingJournal(fs::path folder, ProcessStamp owner)
     : m_folder(std::move(folder))
     , m_owner(std::move(owner))
+    , m_stagingPrefix(".quillo-copy-" + randomHex(12).toStdString() + "-")
 {
 }
 
@@ -166,14 +183,29 @@ StagingJournal& StagingJournal::shared()
     return journal;
 }
 
+fs::path StagingJournal::stagingPath(const fs::path& destination)
+{
+    const fs::path folder = PathText::parent(destination);
+    {
+        std::lock_guard lock(m_mutex);
+        if (m_stagingFolders.insert(absolutePath(folder)).second)
+            save(true);
+    }
+    return folder / (m_stagingPrefix + randomHex(8).toStdString());
+}
+
 StagingJournal::Ticket StagingJournal::begin(Entry entry)
 {
     std::lock_guard lock(m_mutex);
     Ticket ticket;
     ticket.m_journal = this;
     ticket.m_id = m_nextId++;
+    const bool write = entry.kind != Kind::move;
+    for (fs::path* path : {&entry.hidden, &entry.destination, &entry.source})
+        *path = absolutePath(*path);
     m_entries.emplace_back(ticket.m_id, std::move(entry));
-    save();
+    if (write)
+        save(true);
     return ticket;
 }
 
@@ -184,32 +216,41 @@ void StagingJournal::markCopied(uint64_t id, const FileIdentity& copy)
         if (entryId == id)
             entry.copied = copy;
     }
-    save();
+    save(true);
 }
 
 void StagingJournal::finish(uint64_t id)
 {
     std::lock_guard lock(m_mutex);
-    std::erase_if(m_entries, [id](const auto& pair) { return pair.first == id; });
-    save();
+    const auto gone = std::find_if(m_entries.begin(), m_entries.end(),
+                                   [id](const auto& pair) { return pair.first == id; });
+    if (gone == m_entries.end())
+        return;
+    const bool written = gone->second.kind != Kind::move || gone->second.copied;
+    m_entries.erase(gone);
+    // A stale entry after a power loss finds its items settled: no sync needed.
+    if (written)
+        save(false);
 }
 
-void StagingJournal::save()
+void StagingJournal::save(bool synced)
 {
-    // Written (and synced) even when empty: an unlink alone might not survive a power
-    // loss, and a stale entry would then be acted on again.
     QJsonArray entries;
+    for (const fs::path& folder : m_stagingFolders)
+        entries.append(encodeEntry({Kind::folder, folder / m_stagingPrefix, {}, {}, {}, {}}));
     for (const auto& [id, entry] : m_entries)
         entries.append(encodeEntry(entry));
     const QByteArray bytes = QJsonDocument(QJsonObject{{"entries", entries}}).toJson();
     const fs::path file = m_folder / (m_owner.text() + std::string(kRecordSuffix));
-    if (auto written = AtomicFile::write(file, bytes.toStdString()); !written) {
+    const auto written = synced ? AtomicFile::write(file, bytes.toStdString())
+                                : AtomicFile::writeUnsynced(file, bytes.toStdString());
+    if (!written) {
         if (!std::exchange(m_warned, true))
             qWarning("Cannot write the staging journal %s (errno %d); transfers go on without it",
                      file.c_str(), written.error().code);
         return;
     }
-    if (m_entries.empty())
+    if (entries.isEmpty())
         (void)FileCopier::removeTree(file);
 }
 

@@ -9,18 +9,28 @@
 #include <filesystem>
 #include <mutex>
 #include <optional>
+#include <set>
+#include <string>
 #include <vector>
 
-// The hidden items a process is writing (copies staged under a hidden name, a
-// replacement made beside the old item), recorded durably before each item is made,
-// one record file per running process. A process killed mid-copy leaves its record;
-// recover() then removes what it left, or finishes its cross-device move.
+// The hidden items a process is writing, recorded durably before each is made, in
+// one record file per running process. Copies are staged under names that carry the
+// process's own tag, and the record lists the folders it stages in, so that a copy
+// costs a synced write only for a folder not yet listed; a move whose copy is complete
+// and a replacement made beside the old item have entries of their own. A process
+// killed mid-copy leaves its record; recover() then removes what it left, or finishes
+// its cross-device move.
 class StagingJournal {
 public:
-    enum class Kind { copy, move, replaceCopy, replaceMove };
+    enum class Kind {
+        folder,      // `hidden` is FOLDER/PREFIX: any FOLDER/PREFIX* is ours
+        move,        // a cross-device move staged at `hidden`
+        replaceCopy, // a replacement made at `hidden`, beside `destination`
+        replaceMove,
+    };
 
     struct Entry {
-        Kind kind = Kind::copy;
+        Kind kind = Kind::folder;
         std::filesystem::path hidden;               // the hidden item, always named ".quillo-…"
         std::filesystem::path destination;          // the name it is renamed to when complete
         std::filesystem::path source;               // what the user copied or moved
@@ -38,9 +48,6 @@ public:
         // The hidden copy of a move is complete and synced: from now on a recovery
         // renames it into place and removes the source, rather than removing it.
         void markCopied(const FileIdentity& copy);
-        // The hidden item could not be removed: the entry stays in the record, so that
-        // the next start (when this process is gone) removes it.
-        void keep() { m_journal = nullptr; }
 
     private:
         friend class StagingJournal;
@@ -72,8 +79,13 @@ public:
     // This process's journal in $XDG_DATA_HOME/Quillo/transfers.
     static StagingJournal& shared();
 
-    // Records the entry (durably) before the caller makes the hidden item. A journal
-    // that cannot be written is logged, and the transfer goes on without it.
+    // A fresh hidden name beside `destination` for a copy to be staged at; its folder
+    // is recorded first (synced, the first time only).
+    std::filesystem::path stagingPath(const std::filesystem::path& destination);
+
+    // Records the entry before the caller makes the hidden item (a move's entry is
+    // written only once marked copied: until then its folder's entry covers it). A
+    // journal that cannot be written is logged, and the transfer goes on without it.
     Ticket begin(Entry entry);
 
     // Claims the records of processes that are no longer running (never those of a
@@ -86,11 +98,13 @@ public:
 private:
     void markCopied(uint64_t id, const FileIdentity& copy);
     void finish(uint64_t id);
-    void save(); // with m_mutex held
+    void save(bool synced); // with m_mutex held
 
     std::filesystem::path m_folder;
     ProcessStamp m_owner;
+    std::string m_stagingPrefix; // ".quillo-copy-TAG-", TAG random for this journal
     std::mutex m_mutex;
+    std::set<std::filesystem::path> m_stagingFolders;
     std::vector<std::pair<uint64_t, Entry>> m_entries;
     uint64_t m_nextId = 1;
     uint64_t m_claims = 0;

@@ -18,15 +18,32 @@ bool isHiddenStaging(const fs::path& path)
     return path.filename().native().starts_with(".quillo-");
 }
 
-void removeHidden(const Entry& entry, Report& report)
+void removeHidden(const fs::path& hidden, Report& report)
 {
-    if (!isHiddenStaging(entry.hidden) || !DirectoryScanner::exists(entry.hidden))
+    if (!isHiddenStaging(hidden) || !DirectoryScanner::exists(hidden))
         return;
-    if (auto removed = FileCopier::removeCopy(entry.hidden); removed)
-        report.removed.push_back(entry.hidden);
+    if (auto removed = FileCopier::removeCopy(hidden); removed)
+        report.removed.push_back(hidden);
     else
-        qWarning("Cannot remove %s, left by a killed transfer: errno %d", entry.hidden.c_str(),
+        qWarning("Cannot remove %s, left by a killed transfer: errno %d", hidden.c_str(),
                  removed.error().code);
+}
+
+// The staged copies of the dead process in one folder: the names with its own prefix.
+void removeStagedIn(const Entry& entry, Report& report)
+{
+    const std::string prefix = entry.hidden.filename().native();
+    // A prefix too short to be one process's own would match other processes' names.
+    if (!prefix.starts_with(".quillo-copy-") || prefix.size() < 20)
+        return;
+    const fs::path folder = entry.hidden.parent_path();
+    const auto items = DirectoryScanner::scan(folder);
+    if (!items)
+        return;
+    for (const ScannedItem& item : *items) {
+        if (item.name.starts_with(prefix))
+            removeHidden(folder / item.name, report);
+    }
 }
 
 void unfinished(const Entry& entry, Report& report, std::optional<Error> error = {},
@@ -50,7 +67,7 @@ void finishMove(const Entry& entry, Report& report)
 {
     if (FileCopier::identity(entry.hidden) == entry.copied && isHiddenStaging(entry.hidden)) {
         if (auto placed = FileCopier::renameNoReplace(entry.hidden, entry.destination); !placed) {
-            removeHidden(entry, report); // the source is intact
+            removeHidden(entry.hidden, report); // the source is intact
             unfinished(entry, report, placed.error());
             return;
         }
@@ -82,7 +99,7 @@ void settleReplacement(const Entry& entry, Report& report)
         return;
     }
     if (entry.kind == StagingJournal::Kind::replaceCopy) {
-        removeHidden(entry, report);
+        removeHidden(entry.hidden, report);
         return;
     }
     if (FileCopier::renameNoReplace(entry.hidden, entry.source)) {
@@ -104,14 +121,14 @@ namespace StagingRecovery {
 void settle(const Entry& entry, Report& report)
 {
     switch (entry.kind) {
-    case StagingJournal::Kind::copy:
-        removeHidden(entry, report);
+    case StagingJournal::Kind::folder:
+        removeStagedIn(entry, report);
         break;
     case StagingJournal::Kind::move:
         if (entry.copied)
             finishMove(entry, report);
         else
-            removeHidden(entry, report);
+            removeHidden(entry.hidden, report);
         break;
     case StagingJournal::Kind::replaceCopy:
     case StagingJournal::Kind::replaceMove:

@@ -20,21 +20,17 @@ int syncFolder(const fs::path& folder)
     return ::fsync(fd.get()) == 0 ? 0 : errno;
 }
 
-// The temporary file's contents, synced and closed; 0 or an errno.
-int fillTemporary(int fd, std::string_view bytes)
+// The temporary file's contents, synced when asked, not yet closed; 0 or an errno.
+int fillTemporary(int fd, std::string_view bytes, bool sync)
 {
     if (const int error = writeAll(fd, bytes))
         return error;
     if (::fchmod(fd, 0644) != 0)
         return errno;
-    return ::fsync(fd) == 0 ? 0 : errno;
+    return !sync || ::fsync(fd) == 0 ? 0 : errno;
 }
 
-} // namespace
-
-namespace AtomicFile {
-
-Result<void> write(const fs::path& file, std::string_view bytes)
+Result<void> replace(const fs::path& file, std::string_view bytes, bool sync)
 {
     const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
     std::error_code ec;
@@ -45,7 +41,7 @@ Result<void> write(const fs::path& file, std::string_view bytes)
     FileDescriptor fd(::mkostemp(temporary.data(), O_CLOEXEC));
     if (fd.get() < 0)
         return std::unexpected(Error::fromErrno(errno, file));
-    int error = fillTemporary(fd.get(), bytes);
+    int error = fillTemporary(fd.get(), bytes, sync);
     if (fd.close() != 0 && error == 0)
         error = errno;
     if (error == 0 && ::rename(temporary.c_str(), file.c_str()) != 0)
@@ -54,9 +50,23 @@ Result<void> write(const fs::path& file, std::string_view bytes)
         ::unlink(temporary.c_str());
         return std::unexpected(Error::fromErrno(error, file));
     }
-    if (const int synced = syncFolder(folder))
+    if (const int synced = sync ? syncFolder(folder) : 0)
         return std::unexpected(Error::fromErrno(synced, folder));
     return {};
+}
+
+} // namespace
+
+namespace AtomicFile {
+
+Result<void> write(const fs::path& file, std::string_view bytes)
+{
+    return replace(file, bytes, true);
+}
+
+Result<void> writeUnsynced(const fs::path& file, std::string_view bytes)
+{
+    return replace(file, bytes, false);
 }
 
 Result<fs::path> setAside(const fs::path& file, std::string_view suffix)

@@ -13,6 +13,10 @@ namespace AtomicFile {
 // renames it over `file` and syncs the folder.
 Result<void> write(const std::filesystem::path& file, std::string_view bytes);
 
+// As write, without the syncs: a killed process still leaves the old or the new
+// contents, a power loss may leave the old. For records where that costs nothing.
+Result<void> writeUnsynced(const std::filesystem::path& file, std::string_view bytes);
+
 // Renames `file` to `file` + `suffix` (never over an existing item), so that an
 // unreadable file is kept before a new one takes its name. Returns the new path.
 Result<std::filesystem::path> setAside(const std::filesystem::path& file, std::string_view suffix);

@@ -6,6 +6,7 @@
 
 #include <QProcess>
 #include <csignal>
+#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -70,13 +71,8 @@ TEST(StagingJournalTest, RecoveryFinishesOrUndoesWhatAKilledProcessLeft)
         copyTo(s, d);
     };
     const Case cases[] = {
-        {"copy midway", Kind::copy, copyToHidden, false, {"source"}, false},
-        {"copy renamed, entry not yet dropped",
-         Kind::copy,
-         copyToDestination,
-         false,
-         {"destination", "source"},
-         false},
+        {"copy midway", Kind::folder, copyToHidden, false, {"source"}, false},
+        {"copy renamed", Kind::folder, copyToDestination, false, {"destination", "source"}, false},
         {"move midway", Kind::move, copyToHidden, false, {"source"}, false},
         {"move synced, not renamed", Kind::move, copyToHidden, true, {"destination"}, false},
         {"move renamed, source not removed",
@@ -104,7 +100,9 @@ TEST(StagingJournalTest, RecoveryFinishesOrUndoesWhatAKilledProcessLeft)
          false},
         {"replacement copy, old item still there",
          Kind::replaceCopy,
-         [](const fs::path& s, const fs::path& h, const fs::path& d) { copyTo(s, h), copyTo(s, d); },
+         [](const fs::path& s, const fs::path& h, const fs::path& d) {
+             copyTo(s, h), copyTo(s, d);
+         },
          false,
          {"destination", "source"},
          false},
@@ -128,11 +126,16 @@ TEST(StagingJournalTest, RecoveryFinishesOrUndoesWhatAKilledProcessLeft)
         const fs::path folder = dir.folder("case" + std::to_string(++n));
         const fs::path source =
             dir.file("case" + std::to_string(n) + "/source/data", c.what).parent_path();
-        const fs::path hidden = folder / ".quillo-copy-0123456789ab";
         const fs::path destination = folder / "destination";
         StagingJournal dead(folder / "journal", deadStamp(n));
-        auto ticket = dead.begin(
-            {c.kind, hidden, destination, source, FileCopier::identity(source), std::nullopt});
+        const bool staged = c.kind == Kind::folder || c.kind == Kind::move;
+        const fs::path hidden =
+            staged ? dead.stagingPath(destination) : folder / ".quillo-0123456789ab";
+        // A plain copy has no entry of its own: its folder's entry covers it.
+        auto ticket = c.kind == Kind::folder
+                          ? StagingJournal::Ticket()
+                          : dead.begin({c.kind, hidden, destination, source,
+                                        FileCopier::identity(source), std::nullopt});
         c.killedAt(source, hidden, destination);
         if (c.copied)
             ticket.markCopied(FileCopier::identity(fs::exists(hidden) ? hidden : destination)
@@ -158,13 +161,15 @@ TEST(StagingJournalTest, RecordsOfRunningProcessesAndOtherItemsAreNeverTouched)
     TempDir dir;
     const fs::path source = dir.file("source", "s");
     const fs::path journal = dir / "journal";
-    // This process is running; a hidden item not named as ours is never removed.
+    // This process is running: its staged copy stays, in the very folder that a dead
+    // process staged in too. A listed item not named as ours is never removed.
     StagingJournal live(journal, ProcessStamp::current());
     StagingJournal dead(journal, deadStamp(0));
-    const fs::path ours = dir.file(".quillo-copy-aaaaaaaaaaaa", "partial");
+    const fs::path ours = live.stagingPath(dir / "a");
+    std::ofstream(ours) << "partial";
+    (void)dead.stagingPath(dir / "b");
     const fs::path notOurs = dir.file("visible", "mine");
-    const auto liveTicket = live.begin({Kind::copy, ours, dir / "a", source, {}, {}});
-    const auto deadTicket = dead.begin({Kind::copy, notOurs, dir / "b", source, {}, {}});
+    const auto deadTicket = dead.begin({Kind::replaceCopy, notOurs, dir / "b", source, {}, {}});
     StagingJournal next(journal, deadStamp(1));
     const auto report = next.recover();
     EXPECT_TRUE(report.isEmpty());
