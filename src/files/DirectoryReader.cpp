@@ -1,6 +1,7 @@
 #include "files/DirectoryReader.h"
 
 #include "core/PathText.h"
+#include "files/FileNode.h"
 #include "files/FileSorter.h"
 #include "files/KindCache.h"
 #include "platform/DirectoryScanner.h"
@@ -44,11 +45,9 @@ std::unordered_set<std::string> readHiddenList(const fs::path& folder)
     return names;
 }
 
-// Fills everything the scan knows; a failed lstat leaves the defaults.
+// Fills everything the scan knows but the path; a failed lstat leaves the defaults.
 void fill(FileEntry& entry, const ScannedItem& item, std::string_view nameBytes)
 {
-    const QByteArray key = FileSorter::collationKey(entry.name);
-    entry.setNameKey({key.constData(), size_t(key.size())});
     if (item.statFailed)
         return;
     entry.isSymbolicLink = item.isSymbolicLink();
@@ -57,10 +56,24 @@ void fill(FileEntry& entry, const ScannedItem& item, std::string_view nameBytes)
         entry.size = item.size;
     entry.dateModified = item.modifiedNs;
     entry.identity = FileIdentity{uint64_t(item.device), uint64_t(item.inode)};
-    const KindInfo info =
-        entry.isFolder ? KindCache::forFolder() : KindCache::forFileName(nameBytes);
-    entry.kind = info.kind;
-    entry.iconName = info.iconName;
+    entry.setKind(entry.isFolder ? KindCache::forFolder() : KindCache::forFileName(nameBytes));
+}
+
+std::string_view view(const QByteArray& bytes)
+{
+    return {bytes.constData(), size_t(bytes.size())};
+}
+
+FileEntry& entryOf(FileEntry& entry)
+{
+    return entry;
+}
+
+FileEntry& entryOf(std::unique_ptr<FileNode>& node)
+{
+    if (!node)
+        node = std::make_unique<FileNode>(FileEntry());
+    return node->entry;
 }
 
 // Collation keys and kinds cost about a microsecond per item; a big folder shares
@@ -107,12 +120,19 @@ const std::unordered_set<std::string>& alwaysHiddenNames()
     return names;
 }
 
-Result<std::vector<FileEntry>> read(const fs::path& folder, bool includeHidden)
+} // namespace DirectoryReader
+
+namespace {
+
+// Entries or nodes: the window's listing is made as nodes right away, so that a big
+// folder never exists twice.
+template <typename Element>
+Result<std::vector<Element>> readAs(const fs::path& folder, bool includeHidden)
 {
     auto scanned = DirectoryScanner::scan(folder);
     if (!scanned)
         return std::unexpected(scanned.error());
-    const auto& skipped = alwaysHiddenNames();
+    const auto& skipped = DirectoryReader::alwaysHiddenNames();
     std::unordered_set<std::string> hiddenList;
     for (const ScannedItem& item : *scanned) {
         if (item.name == kHiddenListName) {
@@ -138,26 +158,39 @@ Result<std::vector<FileEntry>> read(const fs::path& folder, bool includeHidden)
     std::string prefix = folder.native();
     if (!prefix.empty() && prefix.back() != '/')
         prefix += '/';
-    std::vector<FileEntry> entries(listed.size());
+    std::vector<Element> elements(listed.size());
     inChunks(listed.size(), [&](size_t i) {
         const ScannedItem& item = *listed[i].item;
-        FileEntry& entry = entries[i];
+        FileEntry& entry = entryOf(elements[i]);
         std::string& path = pathBuffer();
         path.assign(prefix).append(item.name);
-        entry.setPathBytes(path);
-        entry.name = QString::fromUtf8(item.name.data(), qsizetype(item.name.size()));
+        const QByteArray key = FileSorter::collationKey(
+            QString::fromUtf8(item.name.data(), qsizetype(item.name.size())));
+        entry.setPathBytesAndNameKey(path, view(key));
         entry.isHidden = listed[i].hidden;
         fill(entry, item, item.name);
     });
-    return entries;
+    return elements;
+}
+
+} // namespace
+
+namespace DirectoryReader {
+
+Result<std::vector<FileEntry>> read(const fs::path& folder, bool includeHidden)
+{
+    return readAs<FileEntry>(folder, includeHidden);
 }
 
 FileEntry entry(const fs::path& path)
 {
     FileEntry result;
-    result.setPath(path);
     const fs::path standard = PathText::standardized(path);
-    result.name = PathText::displayName(standard);
+    const QString name = PathText::displayName(standard);
+    const QByteArray key = FileSorter::collationKey(name);
+    result.setPathBytesAndNameKey(path.native(), view(key));
+    if (result.name() != name)
+        result.setName(name);
     const std::string_view nameBytes = lastComponent(standard.native());
     const auto item = DirectoryScanner::statPath(path);
     result.isHidden = startsWithDot(nameBytes);
@@ -170,13 +203,20 @@ FileEntry entry(const fs::path& path)
     return result;
 }
 
+Listing::Listing(std::vector<FileEntry> entries)
+{
+    nodes.reserve(entries.size());
+    for (FileEntry& entry : entries)
+        nodes.push_back(std::make_unique<FileNode>(std::move(entry)));
+}
+
 QFuture<Result<Listing>> readInBackground(const fs::path& folder, bool includeHidden)
 {
     return QtConcurrent::run([folder, includeHidden]() -> Result<Listing> {
-        auto entries = read(folder, includeHidden);
-        if (!entries)
-            return std::unexpected(entries.error());
-        return Listing(std::move(*entries));
+        auto nodes = readAs<std::unique_ptr<FileNode>>(folder, includeHidden);
+        if (!nodes)
+            return std::unexpected(nodes.error());
+        return Listing(std::move(*nodes));
     });
 }
 

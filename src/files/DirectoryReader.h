@@ -1,6 +1,7 @@
 #pragma once
 
 #include "files/FileEntry.h"
+#include "files/FileNode.h"
 #include "platform/Error.h"
 
 #include <QFuture>
@@ -24,23 +25,24 @@ Result<std::vector<FileEntry>> read(const std::filesystem::path& folder, bool in
 // The record for one path; never fails (unreadable items get defaults).
 FileEntry entry(const std::filesystem::path& path);
 
-// A reading handed from the thread pool to the main thread. Move-only, so that
-// QFuture::then moves the entries instead of copying 100,000 of them.
+// A reading handed from the thread pool to the main thread, as nodes ready to be
+// adopted (FileNode::setChildren). Move-only, so that QFuture::then moves them.
 struct Listing {
-    std::vector<FileEntry> entries;
+    FileNode::Children nodes;
 
     Listing() = default;
-    explicit Listing(std::vector<FileEntry> e)
-        : entries(std::move(e))
+    explicit Listing(FileNode::Children n)
+        : nodes(std::move(n))
     {
     }
+    explicit Listing(std::vector<FileEntry> entries);
     Listing(Listing&&) = default;
     Listing& operator=(Listing&&) = default;
     Listing(const Listing&) = delete;
     Listing& operator=(const Listing&) = delete;
 };
 
-// read() on the thread pool.
+// read() on the thread pool, as nodes.
 QFuture<Result<Listing>> readInBackground(const std::filesystem::path& folder, bool includeHidden);
 
 // Free space of the volume holding the path, on the thread pool.

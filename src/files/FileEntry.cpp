@@ -23,19 +23,18 @@ void FileEntry::Free::operator()(char* bytes) const
 }
 
 FileEntry::FileEntry(const FileEntry& other)
-    : name(other.name)
-    , isFolder(other.isFolder)
+    : isFolder(other.isFolder)
     , isPackage(other.isPackage)
     , isHidden(other.isHidden)
     , isSymbolicLink(other.isSymbolicLink)
     , size(other.size)
     , dateModified(other.dateModified)
-    , kind(other.kind)
     , tagSortKey(other.tagSortKey)
-    , iconName(other.iconName)
     , identity(other.identity)
+    , m_name(other.m_name)
+    , m_kind(other.m_kind)
 {
-    assign(other.pathBytes(), other.nameKey());
+    setPathBytesAndNameKey(other.pathBytes(), other.nameKey());
 }
 
 FileEntry& FileEntry::operator=(const FileEntry& other)
@@ -59,6 +58,29 @@ std::string_view FileEntry::nameBytes() const
     return slash == std::string_view::npos ? path : path.substr(slash + 1);
 }
 
+QString FileEntry::name() const
+{
+    if (!m_name.isNull())
+        return m_name;
+    const std::string_view path = pathBytes();
+    if (path == "/")
+        return QStringLiteral("/");
+    const std::string_view bytes = nameBytes();
+    return QString::fromUtf8(bytes.data(), qsizetype(bytes.size()));
+}
+
+const QString& FileEntry::kind() const
+{
+    static const QString none;
+    return m_kind ? m_kind->kind : none;
+}
+
+const QString& FileEntry::iconName() const
+{
+    static const QString none;
+    return m_kind ? m_kind->iconName : none;
+}
+
 std::string_view FileEntry::nameKey() const
 {
     if (!m_bytes)
@@ -68,16 +90,16 @@ std::string_view FileEntry::nameKey() const
 
 void FileEntry::setPathBytes(std::string_view path)
 {
-    assign(path, nameKey());
+    setPathBytesAndNameKey(path, nameKey());
 }
 
 void FileEntry::setNameKey(std::string_view key)
 {
-    assign(pathBytes(), key);
+    setPathBytesAndNameKey(pathBytes(), key);
 }
 
 // The old block may hold either view, so the new one is filled before it goes.
-void FileEntry::assign(std::string_view path, std::string_view key)
+void FileEntry::setPathBytesAndNameKey(std::string_view path, std::string_view key)
 {
     if (path.empty() && key.empty()) {
         m_bytes.reset();
@@ -105,9 +127,9 @@ char FileEntry::typeLetter() const
 // nameKey and iconName follow from the other fields, so they stay out of equality.
 bool FileEntry::operator==(const FileEntry& other) const
 {
-    return pathBytes() == other.pathBytes() && name == other.name && isFolder == other.isFolder &&
-           isPackage == other.isPackage && isHidden == other.isHidden &&
-           isSymbolicLink == other.isSymbolicLink && size == other.size &&
-           dateModified == other.dateModified && kind == other.kind &&
+    return pathBytes() == other.pathBytes() && name() == other.name() &&
+           isFolder == other.isFolder && isPackage == other.isPackage &&
+           isHidden == other.isHidden && isSymbolicLink == other.isSymbolicLink &&
+           size == other.size && dateModified == other.dateModified && kind() == other.kind() &&
            tagSortKey == other.tagSortKey;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "files/KindCache.h"
 #include "platform/FileIdentity.h"
 
 #include <QString>
@@ -10,21 +11,20 @@
 #include <string_view>
 
 // One listed item. A folder of a million items holds a million of these, so the
-// path and the name's collation key share one small allocation, and the path is
-// built as a std::filesystem::path only when asked for (libstdc++ keeps every
-// component of a path as a path of its own, several hundred bytes each).
-// Everything but the collation key and the icon name takes part in equality.
+// path and the name's collation key share one small allocation, the path is built
+// as a std::filesystem::path only when asked for (libstdc++ keeps every component
+// of a path as a path of its own, several hundred bytes each), the shown name is
+// made from the path's bytes when asked for, and the kind is a pointer to a shared
+// KindInfo. Everything but the collation key and the icon name takes part in
+// equality.
 struct FileEntry {
-    QString name;           // last component as shown; "/" for the root
     bool isFolder = false;  // a directory (or a link to one), not a package
     bool isPackage = false; // always false on Linux
     bool isHidden = false;
     bool isSymbolicLink = false;
     std::optional<int64_t> size;          // absent for folders until a folder size is known
     std::optional<int64_t> dateModified;  // nanoseconds since 1970, UTC
-    QString kind;                         // Japanese type description, may be empty
     std::optional<QString> tagSortKey;    // only while sorting by tags
-    QString iconName;                     // theme icon name for the MIME type
     std::optional<FileIdentity> identity; // absent when the item could not be stat'ed
 
     FileEntry() = default;
@@ -41,9 +41,21 @@ struct FileEntry {
     void setPath(const std::filesystem::path& path) { setPathBytes(path.native()); }
     void setPathBytes(std::string_view path);
 
+    // The last component as shown ("/" for the root), unless setName gave another.
+    QString name() const;
+    void setName(const QString& name) { m_name = name; }
+
+    // Japanese type description, may be empty; the theme icon name for the MIME type.
+    const QString& kind() const;
+    const QString& iconName() const;
+    // `info` must outlive the entry: one from KindCache.
+    void setKind(const KindInfo& info) { m_kind = &info; }
+
     // ICU collation key of name, made once when read (empty until then).
     std::string_view nameKey() const;
     void setNameKey(std::string_view key);
+    // Both at once, in one allocation.
+    void setPathBytesAndNameKey(std::string_view path, std::string_view key);
 
     // The letter quillo-tool prints: d folder, f file, l link to a file or dangling,
     // L link to a folder.
@@ -56,7 +68,8 @@ private:
     struct Free {
         void operator()(char* bytes) const;
     };
-    void assign(std::string_view path, std::string_view key);
 
     std::unique_ptr<char, Free> m_bytes;
+    QString m_name; // null: made from the path
+    const KindInfo* m_kind = nullptr;
 };

@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::vector<std::unique_ptr<FileNode>> kNoChildren;
+const FileNode::Children kNoChildren;
 
 std::optional<QString> tagKeyOf(const FileEntry& entry)
 {
@@ -21,15 +21,22 @@ std::optional<QString> tagKeyOf(const FileEntry& entry)
 }
 
 // Only the cache is consulted: computing sizes is the size service's business.
-void fillFolderSizes(std::vector<FileEntry>& entries)
+void fillFolderSizes(FileNode::Children& nodes)
 {
     const auto& lookup = FileNode::lookups().cachedFolderSize;
     if (!lookup || !Preferences::shared().calculateFolderSizes())
         return;
-    for (FileEntry& entry : entries) {
+    for (auto& node : nodes) {
+        FileEntry& entry = node->entry;
         if ((entry.isFolder || entry.isPackage) && !entry.size)
             entry.size = lookup(PathText::standardized(entry.path()));
     }
+}
+
+void fillTagKeys(FileNode::Children& nodes)
+{
+    for (auto& node : nodes)
+        node->entry.tagSortKey = tagKeyOf(node->entry);
 }
 
 // True when `path` lies strictly inside the folder `folder` (lexically).
@@ -47,7 +54,7 @@ bool isInside(std::string_view path, std::string_view folder)
 // gets its new entry.
 class NodeReuse {
 public:
-    explicit NodeReuse(std::vector<std::unique_ptr<FileNode>> nodes)
+    explicit NodeReuse(FileNode::Children nodes)
         : m_nodes(std::move(nodes))
     {
     }
@@ -87,7 +94,7 @@ private:
         }
     }
 
-    std::vector<std::unique_ptr<FileNode>> m_nodes;
+    FileNode::Children m_nodes;
     std::unordered_map<std::string_view, size_t> m_index;
     size_t m_next = 0;
     bool m_indexed = false;
@@ -107,7 +114,7 @@ FileNode::FileNode(FileEntry e, FileNode* parent)
 {
 }
 
-const std::vector<std::unique_ptr<FileNode>>& FileNode::children() const
+const FileNode::Children& FileNode::children() const
 {
     return m_children ? *m_children : kNoChildren;
 }
@@ -119,32 +126,34 @@ FileNode* FileNode::child(int row) const
     return (*m_children)[size_t(row)].get();
 }
 
-void FileNode::fillTagKeys(std::vector<FileEntry>& entries)
+void FileNode::setChildren(std::vector<FileEntry> entries, const FileSort& sort)
 {
+    Children nodes;
+    nodes.reserve(entries.size());
     for (FileEntry& entry : entries)
-        entry.tagSortKey = tagKeyOf(entry);
+        nodes.push_back(std::make_unique<FileNode>(std::move(entry)));
+    entries = {};
+    setChildren(std::move(nodes), sort);
 }
 
-void FileNode::setChildren(std::vector<FileEntry> entries, const FileSort& sort)
+void FileNode::setChildren(Children nodes, const FileSort& sort)
 {
     QUILLO_ASSERT_MAIN_THREAD();
     if (sort.key == FileSortKey::tags)
-        fillTagKeys(entries);
-    fillFolderSizes(entries);
-    FileSorter(sort).sort(entries);
+        fillTagKeys(nodes);
+    fillFolderSizes(nodes);
+    FileSorter(sort).sort(nodes);
 
-    NodeReuse reuse(m_children ? std::move(*m_children) : std::vector<std::unique_ptr<FileNode>>{});
-    std::vector<std::unique_ptr<FileNode>> next;
-    next.reserve(entries.size());
-    for (FileEntry& entry : entries) {
-        std::unique_ptr<FileNode> node = reuse.take(entry.pathBytes());
-        if (node)
-            node->entry = std::move(entry);
-        else
-            node = std::make_unique<FileNode>(std::move(entry), this);
-        next.push_back(std::move(node));
+    // A node that was here before keeps its identity (and its children): it takes
+    // the fresh entry, and the fresh node goes.
+    NodeReuse reuse(m_children ? std::move(*m_children) : Children{});
+    for (auto& node : nodes) {
+        if (std::unique_ptr<FileNode> old = reuse.take(node->entry.pathBytes())) {
+            old->entry = std::move(node->entry);
+            node = std::move(old);
+        }
     }
-    m_children = std::move(next);
+    m_children = std::make_unique<Children>(std::move(nodes));
     renumber();
     // Nodes left in `reuse` vanished from the folder and die with it.
 }
@@ -152,7 +161,7 @@ void FileNode::setChildren(std::vector<FileEntry> entries, const FileSort& sort)
 void FileNode::clearChildren()
 {
     QUILLO_ASSERT_MAIN_THREAD();
-    m_children.emplace();
+    m_children = std::make_unique<Children>();
 }
 
 void FileNode::resort(const FileSort& sort)

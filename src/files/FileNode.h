@@ -23,6 +23,8 @@ public:
     };
     static Lookups& lookups();
 
+    using Children = std::vector<std::unique_ptr<FileNode>>;
+
     explicit FileNode(FileEntry entry, FileNode* parent = nullptr);
     FileNode(const FileNode&) = delete;
     FileNode& operator=(const FileNode&) = delete;
@@ -32,14 +34,17 @@ public:
     FileNode* parent() const { return m_parent; }
     // Position among the parent's children; kept current by setChildren and resort.
     int row() const { return m_row; }
-    bool childrenLoaded() const { return m_children.has_value(); }
+    bool childrenLoaded() const { return m_children != nullptr; }
     // Empty when not loaded.
-    const std::vector<std::unique_ptr<FileNode>>& children() const;
+    const Children& children() const;
     FileNode* child(int row) const;
 
     // Replaces the children by a fresh reading, reusing the nodes of paths that
     // are still there (with their own children), sorted by `sort`.
     void setChildren(std::vector<FileEntry> entries, const FileSort& sort);
+    // The same with nodes made off the main thread (DirectoryReader::Listing), so
+    // that a big folder never exists as entries and as nodes at once.
+    void setChildren(Children nodes, const FileSort& sort);
     // Marks the children as read but leaves them empty (a folder that failed to read).
     void clearChildren();
     // Re-sorts every loaded level without reading the file system.
@@ -51,9 +56,8 @@ public:
 
 private:
     void renumber();
-    static void fillTagKeys(std::vector<FileEntry>& entries);
 
     FileNode* m_parent = nullptr;
     int m_row = 0;
-    std::optional<std::vector<std::unique_ptr<FileNode>>> m_children;
+    std::unique_ptr<Children> m_children; // null until read
 };

@@ -68,8 +68,8 @@ constexpr int64_t kDistantPast = std::numeric_limits<int64_t>::min();
 // The key as made when read, or made now into `scratch` for an entry that has none.
 std::string_view nameKeyOf(const FileEntry& entry, QByteArray& scratch)
 {
-    if (entry.nameKey().empty() && !entry.name.isEmpty()) {
-        scratch = FileSorter::collationKey(entry.name);
+    if (entry.nameKey().empty() && !entry.name().isEmpty()) {
+        scratch = FileSorter::collationKey(entry.name());
         return view(scratch);
     }
     return entry.nameKey();
@@ -169,7 +169,7 @@ int64_t primaryOf(const FileEntry& entry, FileSortKey key, RankTable& table)
     case FileSortKey::size:
         return entry.size.value_or(-1);
     case FileSortKey::kind:
-        return table.idFor(entry.kind);
+        return table.idFor(entry.kind());
     case FileSortKey::tags:
         return table.idFor(entry.tagSortKey.value_or(QString()));
     }
@@ -193,8 +193,8 @@ std::vector<SortItem> makeItems(std::vector<T>& elements, FileSortKey key)
     std::vector<SortItem> items(elements.size());
     for (size_t i = 0; i < elements.size(); ++i) {
         FileEntry& entry = entryOf(elements[i]);
-        if (entry.nameKey().empty() && !entry.name.isEmpty())
-            entry.setNameKey(view(FileSorter::collationKey(entry.name)));
+        if (entry.nameKey().empty() && !entry.name().isEmpty())
+            entry.setNameKey(view(FileSorter::collationKey(entry.name())));
         const std::string_view nameKey = entry.nameKey();
         SortItem& item = items[i];
         item.primary = primaryOf(entry, key, table);
@@ -268,7 +268,7 @@ int FileSorter::compare(const FileEntry& a, const FileEntry& b) const
     case FileSortKey::size:
         return compareNumbers(a.size.value_or(-1), b.size.value_or(-1));
     case FileSortKey::kind:
-        return localizedCompare(a.kind, b.kind);
+        return localizedCompare(a.kind(), b.kind());
     case FileSortKey::tags:
         return localizedCompare(a.tagSortKey.value_or(QString()), b.tagSortKey.value_or(QString()));
     }

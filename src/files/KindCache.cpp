@@ -2,6 +2,7 @@
 
 #include "platform/DirectoryScanner.h"
 
+#include <QHashFunctions>
 #include <QMimeDatabase>
 #include <QStandardPaths>
 #include <fnmatch.h>
@@ -132,13 +133,27 @@ KindInfo infoFor(const QMimeType& type)
     return {type.comment().trimmed(), icon};
 }
 
+struct InfoHash {
+    size_t operator()(const KindInfo& info) const
+    {
+        return qHash(info.kind) ^ (qHash(info.iconName) * 31);
+    }
+};
+
+struct InfoEqual {
+    bool operator()(const KindInfo& a, const KindInfo& b) const
+    {
+        return a.kind == b.kind && a.iconName == b.iconName;
+    }
+};
+
 class Cache {
 public:
-    KindInfo lookup(std::string_view name)
+    const KindInfo* lookup(std::string_view name)
     {
         std::string key = cacheKey(name);
         // A small copy per thread keeps readers working in parallel off the lock.
-        thread_local std::unordered_map<std::string, KindInfo> local;
+        thread_local std::unordered_map<std::string, const KindInfo*> local;
         if (auto it = local.find(key); it != local.end())
             return it->second;
         {
@@ -157,29 +172,43 @@ public:
                                            : QString::fromUtf8(name.data(), qsizetype(name.size()));
         KindInfo info = infoFor(m_database.mimeTypeForFile(probe, QMimeDatabase::MatchExtension));
         std::lock_guard lock(m_mutex);
+        const KindInfo* interned = internLocked(std::move(info));
         if (m_byKey.size() < kMaxEntries)
-            m_byKey.emplace(std::move(key), info);
-        return info;
+            m_byKey.emplace(std::move(key), interned);
+        return interned;
     }
 
-    KindInfo folder()
+    const KindInfo* folder()
     {
         std::call_once(m_folderOnce, [this] {
-            m_folder = infoFor(m_database.mimeTypeForName(QStringLiteral("inode/directory")));
+            m_folder =
+                intern(infoFor(m_database.mimeTypeForName(QStringLiteral("inode/directory"))));
         });
         return m_folder;
     }
 
-    KindInfo unknown()
+    const KindInfo* unknown()
     {
         std::call_once(m_unknownOnce, [this] {
-            m_unknown =
-                infoFor(m_database.mimeTypeForName(QStringLiteral("application/octet-stream")));
+            m_unknown = intern(
+                infoFor(m_database.mimeTypeForName(QStringLiteral("application/octet-stream"))));
         });
         return m_unknown;
     }
 
+    const KindInfo* intern(KindInfo info)
+    {
+        std::lock_guard lock(m_mutex);
+        return internLocked(std::move(info));
+    }
+
 private:
+    // The set only grows (types are few), so its elements never move.
+    const KindInfo* internLocked(KindInfo info)
+    {
+        return &*m_interned.insert(std::move(info)).first;
+    }
+
     const BareNamePatterns& bareNamePatterns()
     {
         std::call_once(m_patternsOnce, [this] { m_patterns.emplace(); });
@@ -188,11 +217,12 @@ private:
 
     QMimeDatabase m_database;
     std::mutex m_mutex;
-    std::unordered_map<std::string, KindInfo> m_byKey;
+    std::unordered_set<KindInfo, InfoHash, InfoEqual> m_interned;
+    std::unordered_map<std::string, const KindInfo*> m_byKey;
     std::once_flag m_folderOnce;
-    KindInfo m_folder;
+    const KindInfo* m_folder = nullptr;
     std::once_flag m_unknownOnce;
-    KindInfo m_unknown;
+    const KindInfo* m_unknown = nullptr;
     std::once_flag m_patternsOnce;
     std::optional<BareNamePatterns> m_patterns;
 };
@@ -207,14 +237,19 @@ Cache& cache()
 
 namespace KindCache {
 
-KindInfo forFolder()
+const KindInfo& forFolder()
 {
-    return cache().folder();
+    return *cache().folder();
 }
 
-KindInfo forFileName(std::string_view nameBytes)
+const KindInfo& forFileName(std::string_view nameBytes)
 {
-    return cache().lookup(nameBytes);
+    return *cache().lookup(nameBytes);
+}
+
+const KindInfo& intern(const QString& kind, const QString& iconName)
+{
+    return *cache().intern({kind, iconName});
 }
 
 } // namespace KindCache

@@ -13,7 +13,11 @@ struct KindInfo {
 
 namespace KindCache {
 
-KindInfo forFolder();
-KindInfo forFileName(std::string_view nameBytes);
+// Every KindInfo handed out lives as long as the program: a listed entry keeps a
+// pointer to its kind instead of two strings.
+const KindInfo& forFolder();
+const KindInfo& forFileName(std::string_view nameBytes);
+// The one shared KindInfo equal to (kind, iconName).
+const KindInfo& intern(const QString& kind, const QString& iconName);
 
 } // namespace KindCache

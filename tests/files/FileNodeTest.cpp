@@ -2,6 +2,7 @@
 
 #include "core/AppDefaults.h"
 #include "core/PathText.h"
+#include "files/DirectoryReader.h"
 #include "files/FileSorter.h"
 #include "support/TempDir.h"
 
@@ -17,10 +18,9 @@ FileEntry makeEntry(const std::string& path, bool folder = false,
 {
     FileEntry e;
     e.setPath(path);
-    e.name = PathText::displayName(path);
     e.isFolder = folder;
     e.size = folder ? size : size.value_or(0);
-    const QByteArray key = FileSorter::collationKey(e.name);
+    const QByteArray key = FileSorter::collationKey(e.name());
     e.setNameKey({key.constData(), size_t(key.size())});
     return e;
 }
@@ -34,7 +34,7 @@ QStringList names(const FileNode& node)
 {
     QStringList out;
     for (const auto& child : node.children())
-        out << child->entry.name;
+        out << child->entry.name();
     return out;
 }
 
@@ -60,6 +60,43 @@ TEST_F(FileNodeTest, ChildrenAreAbsentUntilReadAndSortedOnceRead)
     EXPECT_EQ(root.child(2)->parent(), &root);
     EXPECT_EQ(root.child(3), nullptr);
     EXPECT_EQ(root.child(-1), nullptr);
+}
+
+// A listing keeps each name's bytes in one block with its collation key.
+TEST_F(FileNodeTest, ListedNodesKeepNamesByteExact)
+{
+    const std::string longest(255, 'n');
+    const std::string names[] = {longest, "\xff\xfe bad.txt", "line\nbreak", "報告書 2.md", ".dot",
+                                 "x"};
+    TempDir dir;
+    TempDir empty;
+    for (const std::string& name : names)
+        dir.file(name);
+    for (const auto& [folder, count] :
+         {std::pair{dir.path(), std::size(names)}, {empty.path(), 0ul}}) {
+        auto reading = DirectoryReader::readInBackground(folder, true);
+        reading.waitForFinished();
+        FileNode root(DirectoryReader::entry(folder));
+        root.setChildren(std::move(reading.takeResult()->nodes), kByName);
+        ASSERT_TRUE(root.childrenLoaded());
+        ASSERT_EQ(root.children().size(), count);
+        for (const auto& child : root.children()) {
+            const FileEntry& e = child->entry;
+            const std::string bytes(e.nameBytes());
+            EXPECT_NE(std::find(std::begin(names), std::end(names), bytes), std::end(names));
+            EXPECT_EQ(e.path(), folder / bytes);
+            EXPECT_EQ(e.name(), QString::fromUtf8(bytes.data(), qsizetype(bytes.size())));
+            const QByteArray key = FileSorter::collationKey(e.name());
+            EXPECT_EQ(e.nameKey(), std::string_view(key.constData(), size_t(key.size())));
+            const FileEntry copy = e;
+            EXPECT_EQ(copy, e);
+            EXPECT_EQ(copy.nameKey(), e.nameKey());
+        }
+    }
+    // Names that are not the last bytes of the path are kept as given.
+    EXPECT_EQ(DirectoryReader::entry("/").name(), "/");
+    EXPECT_EQ(DirectoryReader::entry(dir.path().native() + "/").name(),
+              PathText::displayName(dir.path()));
 }
 
 TEST_F(FileNodeTest, ReloadKeepsSurvivingNodesAndGivesRenamedItemANewNode)
@@ -102,10 +139,10 @@ TEST_F(FileNodeTest, LargeReloadReusesEveryNodeStillPresent)
 
     root.setChildren(second, kByName);
     ASSERT_EQ(root.children().size(), 4501u);
-    EXPECT_EQ(root.child(0)->entry.name, "item1");
-    EXPECT_EQ(root.child(4500)->entry.name, "new");
+    EXPECT_EQ(root.child(0)->entry.name(), "item1");
+    EXPECT_EQ(root.child(4500)->entry.name(), "new");
     for (const auto& child : root.children()) {
-        if (child->entry.name != "new") {
+        if (child->entry.name() != "new") {
             EXPECT_EQ(child.get(), before.at(std::string(child->entry.pathBytes())))
                 << child->entry.path();
         }
@@ -182,7 +219,7 @@ TEST_F(FileNodeTest, ResortReordersEveryLoadedLevelAndRecomputesTagKeys)
 
     // Tags changed since the last reading: resort asks again.
     FileNode::lookups().tagSortKey = [](const FileEntry& e) -> std::optional<QString> {
-        return e.name == "x2" ? std::optional<QString>("00000") : std::nullopt;
+        return e.name() == "x2" ? std::optional<QString>("00000") : std::nullopt;
     };
     root.resort({FileSortKey::tags, true});
     EXPECT_EQ(names(*a), QStringList({"x2", "x1"}));

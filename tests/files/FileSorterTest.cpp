@@ -11,12 +11,12 @@ FileEntry make(const char* name, std::optional<int64_t> size = std::nullopt,
                std::optional<QString> tag = std::nullopt)
 {
     FileEntry e;
-    e.name = QString::fromUtf8(name);
+    e.setName(QString::fromUtf8(name));
     e.setPath(std::filesystem::path("/x") / name);
     e.isFolder = !size;
     e.size = size;
     e.dateModified = date;
-    e.kind = QString::fromUtf8(kind);
+    e.setKind(KindCache::intern(QString::fromUtf8(kind), QString()));
     e.tagSortKey = tag;
     return e;
 }
@@ -30,7 +30,7 @@ QStringList sortedNames(std::vector<FileEntry> entries, FileSortKey key, bool as
 {
     QStringList names;
     for (const auto& e : FileSorter(FileSort{key, ascending}).sorted(std::move(entries)))
-        names << e.name;
+        names << e.name();
     return names;
 }
 

@@ -157,5 +157,5 @@ TEST(FolderSizeServiceTest, FolderIsListedWhileTwoWalksAreBusy)
     ASSERT_TRUE(QTest::qWaitFor([&] { return delivery.received.size() == 2u; }, 5000));
     global.setMaxThreadCount(threads);
     ASSERT_TRUE(listed) << "the listing waited for the walks";
-    EXPECT_EQ(listing.takeResult()->entries.size(), 1u);
+    EXPECT_EQ(listing.takeResult()->nodes.size(), 1u);
 }

@@ -33,19 +33,27 @@ void FileListModel::setRoot(FileEntry rootEntry)
 void FileListModel::applyReading(FileNode* folder, std::vector<FileEntry> entries,
                                  const FileSort& sort)
 {
-    setChildren(folder, std::move(entries), sort);
+    FileNode::Children nodes;
+    nodes.reserve(entries.size());
+    for (FileEntry& entry : entries)
+        nodes.push_back(std::make_unique<FileNode>(std::move(entry)));
+    applyReading(folder, std::move(nodes), sort);
+}
+
+void FileListModel::applyReading(FileNode* folder, FileNode::Children nodes, const FileSort& sort)
+{
+    setChildren(folder, std::move(nodes), sort);
     // Only now: views react to the change signals by asking canFetchMore(), and a
     // folder must not look unread while its rows are being inserted.
     m_reading.erase(std::string(folder->entry.pathBytes()));
 }
 
-void FileListModel::setChildren(FileNode* folder, std::vector<FileEntry> entries,
-                                const FileSort& sort)
+void FileListModel::setChildren(FileNode* folder, FileNode::Children nodes, const FileSort& sort)
 {
     if (folder == m_root.get() && !folder->childrenLoaded()) {
         // One reset per listing: cheaper than inserting 100,000 rows.
         beginResetModel();
-        folder->setChildren(std::move(entries), sort);
+        folder->setChildren(std::move(nodes), sort);
         rebuildVisibleTop();
         endResetModel();
         return;
@@ -54,21 +62,21 @@ void FileListModel::setChildren(FileNode* folder, std::vector<FileEntry> entries
         const QModelIndex parent = indexForNode(folder);
         if (!parent.isValid()) {
             // Hidden by the filter: no view shows these rows yet.
-            folder->setChildren(std::move(entries), sort);
+            folder->setChildren(std::move(nodes), sort);
             return;
         }
-        if (entries.empty()) {
-            folder->setChildren({}, sort);
+        if (nodes.empty()) {
+            folder->setChildren(FileNode::Children{}, sort);
             Q_EMIT dataChanged(parent, parent);
             return;
         }
-        beginInsertRows(parent, 0, int(entries.size()) - 1);
-        folder->setChildren(std::move(entries), sort);
+        beginInsertRows(parent, 0, int(nodes.size()) - 1);
+        folder->setChildren(std::move(nodes), sort);
         endInsertRows();
         return;
     }
     changeLayout(folder, [&] {
-        folder->setChildren(std::move(entries), sort);
+        folder->setChildren(std::move(nodes), sort);
         if (folder == m_root.get())
             rebuildVisibleTop();
     });
@@ -76,7 +84,7 @@ void FileListModel::setChildren(FileNode* folder, std::vector<FileEntry> entries
 
 void FileListModel::applyFailure(FileNode* folder)
 {
-    applyReading(folder, {}, FileSort{});
+    applyReading(folder, FileNode::Children{}, FileSort{});
 }
 
 void FileListModel::resort(const FileSort& sort)
@@ -112,7 +120,7 @@ void FileListModel::rebuildVisibleTop()
     if (m_foldedFilter.isEmpty() || !m_root)
         return;
     for (const auto& child : m_root->children()) {
-        if (TextFolding::containsFolded(child->entry.name, m_foldedFilter)) {
+        if (TextFolding::containsFolded(child->entry.name(), m_foldedFilter)) {
             m_visibleRow.emplace(child.get(), int(m_visibleTop.size()));
             m_visibleTop.push_back(child.get());
         }
@@ -282,7 +290,7 @@ QVariant FileListModel::displayText(const FileEntry& entry, int column) const
 {
     switch (kFileColumns[size_t(column)].key) {
     case FileSortKey::name:
-        return entry.name;
+        return entry.name();
     case FileSortKey::dateModified:
         if (!entry.dateModified)
             return QStringLiteral("--");
@@ -293,7 +301,7 @@ QVariant FileListModel::displayText(const FileEntry& entry, int column) const
             return QStringLiteral("--");
         return QLocale().formattedDataSize(*entry.size, 1, QLocale::DataSizeSIFormat);
     case FileSortKey::kind:
-        return entry.kind;
+        return entry.kind();
     case FileSortKey::tags:
         return TagCells::names(entry);
     }
@@ -309,7 +317,7 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const
     case Qt::DisplayRole:
         return displayText(entry, index.column());
     case Qt::EditRole:
-        return index.column() == 0 ? QVariant(entry.name) : QVariant();
+        return index.column() == 0 ? QVariant(entry.name()) : QVariant();
     case Qt::DecorationRole:
         if (index.column() == 0)
             return TagCells::icon(entry);

@@ -36,6 +36,7 @@ public:
     FileNode* root() const { return m_root.get(); }
 
     void applyReading(FileNode* folder, std::vector<FileEntry> entries, const FileSort& sort);
+    void applyReading(FileNode* folder, FileNode::Children nodes, const FileSort& sort);
     // The folder could not be read: it shows no children.
     void applyFailure(FileNode* folder);
     // The folder vanished before its reading came back.
@@ -90,7 +91,7 @@ private:
     // `reloaded`: the folder whose children the mutation replaces, or null.
     template <typename Mutation>
     void changeLayout(const FileNode* reloaded, Mutation&& mutate);
-    void setChildren(FileNode* folder, std::vector<FileEntry> entries, const FileSort& sort);
+    void setChildren(FileNode* folder, FileNode::Children nodes, const FileSort& sort);
     void rebuildVisibleTop();
     const std::vector<FileNode*>* visibleTop() const;
     int rowOf(const FileNode* node) const;

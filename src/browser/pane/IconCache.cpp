@@ -103,7 +103,7 @@ QIcon dot(const QString& color)
 
 QIcon icon(const FileEntry& entry)
 {
-    return named(entry.isFolder ? QStringLiteral("folder") : entry.iconName);
+    return named(entry.isFolder ? QStringLiteral("folder") : entry.iconName());
 }
 
 } // namespace IconCache

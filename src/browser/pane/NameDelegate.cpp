@@ -69,8 +69,8 @@ void NameDelegate::setEditorData(QWidget* editor, const QModelIndex& index) cons
     }
     const auto* model = qobject_cast<const FileListModel*>(index.model());
     const FileEntry& entry = model->nodeForIndex(index)->entry;
-    line->setText(entry.name);
-    const FileNaming::SplitName split = FileNaming::split(entry.name, entry.isFolder);
+    line->setText(entry.name());
+    const FileNaming::SplitName split = FileNaming::split(entry.name(), entry.isFolder);
     // The view selects all text once the editor is set up; select the base after it.
     const int length = int(split.base.size());
     QTimer::singleShot(0, line, [line, length] { line->setSelection(0, length); });

@@ -143,7 +143,7 @@ void PaneFileActions::renameRow(const QPersistentModelIndex& index, const QStrin
     if (!index.isValid())
         return;
     const FileEntry& entry = m_pane.model()->nodeForIndex(index)->entry;
-    if (newName != entry.name)
+    if (newName != entry.name())
         rename(FileItem{entry.path(), entry.identity}, newName);
 }
 

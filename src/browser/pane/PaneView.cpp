@@ -37,7 +37,7 @@ FileEntry rootEntry(const Location& location)
     // Built without touching the disk; the reading fills in the children.
     FileEntry entry;
     entry.setPath(location.path());
-    entry.name = location.displayName();
+    entry.setName(location.displayName());
     entry.isFolder = true;
     return entry;
 }
@@ -211,7 +211,7 @@ void PaneView::finishReading(uint64_t generation, uint64_t sequence, const fs::p
         return;
     }
     if (result) {
-        m_model->applyReading(node, std::move(result->entries), m_sort);
+        m_model->applyReading(node, std::move(result->nodes), m_sort);
         m_insight->folderRead(node, m_sort);
     } else
         m_model->applyFailure(node);
