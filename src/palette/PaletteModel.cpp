@@ -39,6 +39,8 @@ PaletteModel::PaletteModel(Context context, FolderHistory& history, QObject* par
     , m_folders(PaletteSources::folderRows(history.entries(), m_context.home,
                                            QDateTime::currentDateTimeUtc()))
     , m_tags(PaletteSources::tagRows(m_context.tags))
+    , m_sidebar(PaletteSources::sidebarRows(m_context.sidebarItems, m_context.home))
+    , m_places(PaletteSources::sidebarRows(m_context.places, m_context.home))
     , m_children(PaletteSources::entryRows(m_context.currentChildren, m_context.currentFolder))
     , m_usage(CommandUsage::all())
 {
@@ -149,7 +151,7 @@ void PaletteModel::recompute()
         items = fileItems(search);
         break;
     case PaletteMode::Sidebar:
-        PaletteSources::addSidebarFolders(search, m_context.sidebarItems, m_context.home, items);
+        PaletteSources::addSidebarFolders(search, m_sidebar, m_context.home, items);
         PaletteSources::addTags(search, m_tags, items);
         PaletteSources::rank(items, kModeLimit);
         break;
@@ -194,6 +196,7 @@ std::vector<PaletteItem> PaletteModel::mixedItems(const QString& search) const
     PaletteSources::addCommands(search, m_context.commands, m_usage, items);
     PaletteSources::addFolders(search, m_folders, items, kMixedLimit);
     PaletteSources::addTags(search, m_tags, items);
+    PaletteSources::addSidebarFolders(search, m_places, m_context.home, items);
     PaletteSources::addEntries(search, m_children, m_context.home, items, kMixedLimit);
     PaletteSources::rank(items, items.size());
     dropDuplicates(items);

@@ -29,6 +29,7 @@ public:
         std::filesystem::path currentFolder; // empty when the pane shows a tag
         std::vector<FileIndex::Entry> currentChildren;
         QList<SidebarItem> sidebarItems;
+        QList<SidebarItem> places; // the sidebar's standard places, also searched unprefixed
         QList<Tag> tags;
         std::filesystem::path home;
         bool includeHidden = false;
@@ -78,6 +79,8 @@ private:
     Context m_context;
     std::vector<PaletteSources::FolderRow> m_folders;
     std::vector<PaletteSources::TagRow> m_tags;
+    std::vector<PaletteSources::SidebarRow> m_sidebar;
+    std::vector<PaletteSources::SidebarRow> m_places;
     std::vector<PaletteSources::EntryRow> m_children;
     QHash<QString, CommandUsage::Usage> m_usage;
 

@@ -40,6 +40,18 @@ std::optional<FuzzyMatch> nameOrWhole(const QString& search, const QString& name
     return byWhole;
 }
 
+// The best match among an item's other names; it has nothing to highlight in the title.
+std::optional<FuzzyMatch> aliasMatch(const QString& search, const QStringList& aliases)
+{
+    std::optional<FuzzyMatch> match;
+    for (const QString& alias : aliases) {
+        auto byAlias = FuzzyMatcher::match(search, alias);
+        if (byAlias && (!match || byAlias->score > match->score))
+            match = FuzzyMatch{byAlias->score, {}};
+    }
+    return match;
+}
+
 QString relativeText(const fs::path& path, const fs::path& base)
 {
     const std::string& full = path.native();
@@ -153,11 +165,7 @@ void addCommands(const QString& search, const std::vector<PaletteCommand>& comma
         double bonus = kTitleBonus;
         if (!match) {
             bonus = 0;
-            for (const QString& alias : command.searchAliases) {
-                auto byAlias = FuzzyMatcher::match(search, alias);
-                if (byAlias && (!match || byAlias->score > match->score))
-                    match = FuzzyMatch{byAlias->score, {}};
-            }
+            match = aliasMatch(search, command.searchAliases);
         }
         if (!match)
             continue;
@@ -227,17 +235,44 @@ void addTags(const QString& search, const std::vector<TagRow>& rows, std::vector
     }
 }
 
-void addSidebarFolders(const QString& search, const QList<SidebarItem>& items, const fs::path& home,
-                       std::vector<PaletteItem>& out)
+std::vector<SidebarRow> sidebarRows(const QList<SidebarItem>& items, const fs::path& home)
 {
+    std::vector<SidebarRow> rows;
     for (const SidebarItem& entry : items) {
         if (!entry.isFolder() || entry.isMissing)
             continue;
-        auto match = FuzzyMatcher::match(search, entry.displayName());
+        SidebarRow row{entry, {Romaji::transcribe(entry.displayName())}};
+        const fs::path path = entry.path();
+        // The home folder's own name is the user's name, and "/" has none: neither says
+        // what the place is, so these two also go by the common words.
+        if (path == home)
+            row.aliases << QStringLiteral("home");
+        else if (path == fs::path("/"))
+            row.aliases << QStringLiteral("root");
+        if (path != fs::path("/"))
+            row.aliases << PathText::displayName(path);
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+void addSidebarFolders(const QString& search, const std::vector<SidebarRow>& rows,
+                       const fs::path& home, std::vector<PaletteItem>& out)
+{
+    for (const SidebarRow& row : rows) {
+        const SidebarItem& entry = row.item;
+        std::optional<FuzzyMatch> match = FuzzyMatcher::match(search, entry.displayName());
+        double bonus = kSidebarBonus;
+        if (!match) {
+            bonus = 0;
+            match = aliasMatch(search, row.aliases);
+        }
         if (!match)
             continue;
         PaletteItem item;
-        item.id = QStringLiteral("sidebar:") + entry.id();
+        // The same id as the folder from the history or the current folder, so a
+        // place found both ways is listed once.
+        item.id = QStringLiteral("folder:") + PathText::toStorableText(entry.path());
         item.kind = PaletteItem::Folder{entry.path()};
         item.title = entry.displayName();
         item.subtitle = PathText::abbreviated(entry.path(), home);
@@ -245,7 +280,7 @@ void addSidebarFolders(const QString& search, const QList<SidebarItem>& items, c
         item.icon = PaletteItem::Icon::symbol(entry.symbol.isEmpty() ? QStringLiteral("folder")
                                                                      : entry.symbol);
         item.highlights = std::move(match->positions);
-        item.score = double(match->score) + kSidebarBonus;
+        item.score = double(match->score) + bonus;
         out.push_back(std::move(item));
     }
 }

@@ -37,11 +37,20 @@ struct EntryRow {
     int nameOffset = 0; // graphemes of relative before name; -1 when not at the end
 };
 
+// A sidebar folder prepared once per palette, with the other names it is found by:
+// its name's romaji, the folder's own name, and "home" or "root" for those two.
+struct SidebarRow {
+    SidebarItem item;
+    QStringList aliases;
+};
+
 int graphemeCount(const QString& text);
 
 std::vector<FolderRow> folderRows(const std::vector<FolderHistory::Entry>& entries,
                                   const std::filesystem::path& home, const QDateTime& now);
 std::vector<TagRow> tagRows(const QList<Tag>& tags);
+std::vector<SidebarRow> sidebarRows(const QList<SidebarItem>& items,
+                                    const std::filesystem::path& home);
 std::vector<EntryRow> entryRows(const std::vector<FileIndex::Entry>& entries,
                                 const std::filesystem::path& base);
 
@@ -54,8 +63,8 @@ void addCommands(const QString& search, const std::vector<PaletteCommand>& comma
 void addFolders(const QString& search, const std::vector<FolderRow>& rows,
                 std::vector<PaletteItem>& out, size_t limit);
 void addTags(const QString& search, const std::vector<TagRow>& rows, std::vector<PaletteItem>& out);
-// The sidebar's folders (its tags come through addTags).
-void addSidebarFolders(const QString& search, const QList<SidebarItem>& items,
+// The sidebar's folders (its tags come through addTags), by name or alias.
+void addSidebarFolders(const QString& search, const std::vector<SidebarRow>& rows,
                        const std::filesystem::path& home, std::vector<PaletteItem>& out);
 // At most `limit` of the best items under the current folder (its children, or the
 // file index). A name match outranks a match in the relative path.

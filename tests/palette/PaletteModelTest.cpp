@@ -193,6 +193,28 @@ TEST_F(PaletteModelTest, MixedModeSearchesTheCurrentFolderOnceEach)
     EXPECT_EQ(model.items().front().location(), notes);
 }
 
+TEST_F(PaletteModelTest, HomeAndRootAreFoundByTheirNames)
+{
+    PaletteModel::Context c = context();
+    c.places = {SidebarItem::folder(dir.path(), "ホーム"), SidebarItem::folder("/", "ルート")};
+    c.sidebarItems = c.places;
+    PaletteModel model(std::move(c), history);
+    const QString ownName = QString::fromStdString(dir.path().filename().string());
+    const std::vector<std::pair<QString, fs::path>> cases = {
+        {"home", dir.path()},  {"ホーム", dir.path()},
+        {"homu", dir.path()},  {ownName, dir.path()},
+        {"#home", dir.path()}, {"~", dir.path()},
+        {"root", "/"},         {"ルート", "/"},
+        {"#root", "/"},        {"/", "/"},
+    };
+    for (const auto& [query, location] : cases) {
+        model.setQuery(query);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !model.items().empty(); }, 10000))
+            << query.toStdString();
+        EXPECT_EQ(model.items().front().location(), location) << query.toStdString();
+    }
+}
+
 TEST_F(PaletteModelTest, FileModeIndexesInTheBackgroundAndSkipsDependencies)
 {
     dir.file("app/src/main.cpp");

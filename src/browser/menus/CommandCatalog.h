@@ -7,7 +7,6 @@
 
 class QMenu;
 class QWidget;
-struct KeyCombo;
 
 // The commands of a window's live menu bar that can run now, for the palette.
 namespace CommandCatalog {
@@ -17,9 +16,8 @@ void collect(const QMenu* menu, const QStringList& path, std::vector<PaletteComm
 // Every menu of the window's menu bar.
 std::vector<PaletteCommand> collect(QWidget* window);
 
-// The item's shortcut as symbols in the order ⌃⌥⇧⌘, then the key ("⌃⇧⌘K");
+// The item's shortcut in the platform's own text, as its menu shows it ("Ctrl+Shift+K");
 // empty without one.
 QString shortcutText(const QAction* item);
-QString shortcutText(const KeyCombo& combo);
 
 } // namespace CommandCatalog

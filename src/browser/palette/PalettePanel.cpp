@@ -32,8 +32,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int kMaxWidth = 680;
-constexpr int kVisibleRows = 9;
-constexpr int kPageRows = 8;
+constexpr int kVisibleRows = 10;
+constexpr int kPageRows = kVisibleRows - 1;
 
 QList<SidebarItem> sidebarFolders(const SidebarStore& store)
 {
@@ -66,6 +66,7 @@ PaletteModel::Context contextOf(BrowserWindow& window)
         context.currentFolder = pane->location().path();
     context.currentChildren = childrenOf(pane);
     context.sidebarItems = sidebarFolders(SidebarStore::shared());
+    context.places = SidebarStore::shared().places();
     context.tags = TagStore::shared().sortedTags();
     context.home = PathText::homeFolder();
     context.includeHidden = Preferences::shared().showHiddenFiles();
@@ -127,8 +128,8 @@ void PalettePanel::build()
     m_empty = new QLabel(this);
     m_empty->setAlignment(Qt::AlignCenter);
     m_empty->setMinimumHeight(48);
-    m_footer = new QLabel(QStringLiteral("↩ 開く・実行　⌘↩ 反対側の画面　⌥↩ 新しいタブ　⌘⇧↩ "
-                                         "ターミナル　⇥ 補完　esc 閉じる"),
+    m_footer = new QLabel(QStringLiteral("↩ 開く・実行　Ctrl+↩ 反対側の画面　Alt+↩ 新しいタブ　"
+                                         "Ctrl+Shift+↩ ターミナル　⇥ 補完　esc 閉じる"),
                           this);
     m_footer->setAlignment(Qt::AlignCenter);
     m_footer->setForegroundRole(QPalette::PlaceholderText);
@@ -193,22 +194,21 @@ void PalettePanel::showSelection()
 void PalettePanel::place()
 {
     const int width = std::min(kMaxWidth, m_window.width() - 40);
-    const QMargins margins = layout()->contentsMargins();
-    const int spacing = layout()->spacing();
-    int height = margins.top() + margins.bottom() + m_field->sizeHint().height() + spacing +
-                 m_footer->sizeHint().height();
+    const int top = m_window.menuBar()->height() + 24;
+    const int maxHeight = m_window.height() - top - 16;
     if (!m_list->isHidden()) {
+        // The list is exactly as tall as its first rows, so none is cut in half.
         const int rows = std::min(kVisibleRows, m_rows->rowCount());
         int listHeight = 2 * m_list->frameWidth();
         for (int row = 0; row < rows; ++row)
             listHeight += m_list->sizeHintForRow(row);
-        height += listHeight + spacing;
+        m_list->setFixedHeight(listHeight);
+        const int over = layout()->sizeHint().height() - maxHeight;
+        if (over > 0)
+            m_list->setFixedHeight(std::max(m_list->sizeHintForRow(0), listHeight - over));
     }
-    if (!m_empty->isHidden())
-        height += m_empty->minimumHeight() + spacing;
-    const int top = m_window.menuBar()->height() + 24;
     setGeometry((m_window.width() - width) / 2, top, width,
-                std::min(height, m_window.height() - top - 16));
+                std::min(layout()->sizeHint().height(), maxHeight));
 }
 
 bool PalettePanel::eventFilter(QObject* watched, QEvent* event)

@@ -1,11 +1,14 @@
 #include "browser/palette/PalettePanel.h"
 
 #include "browser/PaneTesting.h"
+#include "browser/palette/PaletteListModel.h"
 #include "browser/window/BrowserWindow.h"
 #include "browser/window/PaneContainer.h"
+#include "core/PathText.h"
 #include "palette/FolderHistory.h"
 #include "palette/PaletteModel.h"
 
+#include <QLabel>
 #include <QLineEdit>
 #include <QListView>
 #include <QPointer>
@@ -13,6 +16,16 @@
 using namespace testing_pane;
 
 namespace {
+
+// No macOS modifier symbol and no private-use character (how macOS key equivalents
+// store arrow and function keys).
+bool readsOnLinux(const QString& text)
+{
+    return std::ranges::none_of(text, [](QChar c) {
+        const char16_t u = c.unicode();
+        return u == u'⌘' || u == u'⌃' || u == u'⌥' || u == u'⇧' || (u >= 0xE000 && u <= 0xF8FF);
+    });
+}
 
 class PalettePanelTest : public PaneTest {
 protected:
@@ -134,4 +147,41 @@ TEST_F(PalettePanelTest, TabCompletesATypedPath)
             return items.size() == 2 && items[1].title == "inner";
         },
         kTimeoutMs));
+}
+
+TEST_F(PalettePanelTest, ShowsTenRowsWithKeysInTheirLinuxNames)
+{
+    PalettePanel* panel = openPalette();
+    type(panel, QStringLiteral(">"));
+    QListView* list = panel->list();
+    const QAbstractItemModel* rows = list->model();
+    ASSERT_GE(rows->rowCount(), 10);
+    const auto shownRows = [&] {
+        int shown = 0;
+        for (int row = 0; row < rows->rowCount(); ++row)
+            shown += list->viewport()->rect().contains(list->visualRect(rows->index(row, 0)));
+        return shown;
+    };
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shownRows() >= 10; }, kTimeoutMs)) << shownRows();
+    for (int row = 0; row < rows->rowCount(); ++row) {
+        for (const int role : {int(Qt::DisplayRole), int(PaletteListModel::SubtitleRole),
+                               int(PaletteListModel::DetailRole)}) {
+            const QString text = rows->index(row, 0).data(role).toString();
+            EXPECT_TRUE(readsOnLinux(text)) << text.toStdString();
+        }
+    }
+    QStringList labels;
+    for (const QLabel* label : panel->findChildren<QLabel*>()) {
+        labels << label->text();
+        EXPECT_TRUE(readsOnLinux(label->text())) << label->text().toStdString();
+    }
+    EXPECT_TRUE(labels.contains("↩ 開く・実行　Ctrl+↩ 反対側の画面　Alt+↩ 新しいタブ　"
+                                "Ctrl+Shift+↩ ターミナル　⇥ 補完　esc 閉じる"));
+
+    // The home folder by its sidebar name.
+    panel->field()->clear();
+    panel->field()->setText(QStringLiteral("ホーム"));
+    EXPECT_TRUE(std::ranges::any_of(panel->model()->items(), [](const PaletteItem& item) {
+        return item.location() == PathText::homeFolder();
+    }));
 }
