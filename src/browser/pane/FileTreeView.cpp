@@ -7,6 +7,8 @@
 #include <QKeyEvent>
 #include <QPainter>
 #include <QStyledItemDelegate>
+#include <cmath>
+#include <numeric>
 
 namespace {
 
@@ -27,6 +29,35 @@ protected:
         FileTreeView::prepareCell(*option);
     }
 };
+
+int columnMinimum(int column)
+{
+    return column < int(kFileColumns.size()) ? kFileColumns[size_t(column)].minimumWidth : 50;
+}
+
+// Takes up to `excess` pixels from the columns but `skip`, each giving in proportion
+// to its width above its minimum; returns what they could not give.
+int narrow(std::vector<int>& widths, const std::vector<int>& minimums, int excess, int skip)
+{
+    int slack = 0;
+    for (size_t i = 0; i < widths.size(); ++i) {
+        if (int(i) != skip)
+            slack += widths[i] - minimums[i];
+    }
+    if (excess <= 0 || slack <= 0)
+        return excess;
+    const int taken = std::min(excess, slack);
+    int left = taken;
+    for (size_t i = 0; i < widths.size() && left > 0; ++i) {
+        if (int(i) == skip)
+            continue;
+        const double share = double(widths[i] - minimums[i]) * taken / slack;
+        const int given = std::min(left, int(std::ceil(share)));
+        widths[i] -= given;
+        left -= given;
+    }
+    return excess - taken;
+}
 
 } // namespace
 
@@ -51,7 +82,94 @@ FileTreeView::FileTreeView(ListKeyTarget& target, QWidget* parent)
     setDropIndicatorShown(true);
     header()->setSectionsClickable(true);
     header()->setSortIndicatorShown(true);
-    header()->setStretchLastSection(true);
+    header()->setStretchLastSection(false);
+    for (const FileColumn& column : kFileColumns)
+        m_columnWidths.push_back(column.initialWidth);
+    header()->viewport()->installEventFilter(this);
+    connect(header(), &QHeaderView::sectionResized, this, &FileTreeView::columnResized);
+    connect(header(), &QHeaderView::sectionCountChanged, this, [this] { fitColumns(); });
+}
+
+void FileTreeView::resizeEvent(QResizeEvent* event)
+{
+    QTreeView::resizeEvent(event);
+    fitColumns();
+}
+
+bool FileTreeView::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == header()->viewport()) {
+        const QEvent::Type type = event->type();
+        if (type == QEvent::MouseButtonPress || type == QEvent::MouseButtonDblClick)
+            m_headerPressed = true;
+        else if (type == QEvent::MouseButtonRelease)
+            m_headerPressed = false;
+    }
+    return QTreeView::eventFilter(watched, event);
+}
+
+void FileTreeView::columnResized(int column, int oldWidth, int newWidth)
+{
+    if (m_fitting)
+        return;
+    QHeaderView* columns = header();
+    // A drag keeps what the user sees: every column stays as wide as it is shown.
+    if (m_headerPressed) {
+        for (int i = 1; i < int(m_columnWidths.size()) && i < columns->count(); ++i) {
+            if (!columns->isSectionHidden(i))
+                m_columnWidths[size_t(i)] = columns->sectionSize(i);
+        }
+    }
+    if (column != 0) {
+        if (column < int(m_columnWidths.size()))
+            m_columnWidths[size_t(column)] = newWidth;
+        fitColumns(column);
+        return;
+    }
+    // The name's own width is what is left; dragging its edge moves the border with
+    // the column after it, which gives or takes the difference.
+    int next = -1;
+    for (int visual = columns->visualIndex(0) + 1; visual < columns->count() && next < 0;
+         ++visual) {
+        const int logical = columns->logicalIndex(visual);
+        if (!columns->isSectionHidden(logical))
+            next = logical;
+    }
+    if (m_headerPressed && next > 0 && next < int(m_columnWidths.size()))
+        m_columnWidths[size_t(next)] =
+            std::max(columnMinimum(next), m_columnWidths[size_t(next)] - (newWidth - oldWidth));
+    fitColumns(next);
+}
+
+void FileTreeView::fitColumns(int pinned)
+{
+    QHeaderView* columns = header();
+    const int count = columns->count();
+    if (m_fitting || count == 0)
+        return;
+    while (int(m_columnWidths.size()) < count)
+        m_columnWidths.push_back(columns->sectionSize(int(m_columnWidths.size())));
+    std::vector<int> widths(size_t(count), 0);
+    std::vector<int> minimums(size_t(count), 0);
+    int others = 0;
+    for (int i = 1; i < count; ++i) {
+        if (columns->isSectionHidden(i))
+            continue;
+        widths[size_t(i)] = m_columnWidths[size_t(i)];
+        minimums[size_t(i)] = std::min(widths[size_t(i)], columnMinimum(i));
+        others += widths[size_t(i)];
+    }
+    const int available = viewport()->width();
+    const int excess = narrow(widths, minimums, others + columnMinimum(0) - available, pinned);
+    narrow(widths, minimums, excess, -1);
+    widths[0] = std::max(columnMinimum(0),
+                         available - std::accumulate(widths.begin() + 1, widths.end(), 0));
+    m_fitting = true;
+    for (int i = 0; i < count; ++i) {
+        if (!columns->isSectionHidden(i))
+            columns->resizeSection(i, widths[size_t(i)]);
+    }
+    m_fitting = false;
 }
 
 void FileTreeView::keyPressEvent(QKeyEvent* event)

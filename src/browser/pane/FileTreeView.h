@@ -3,6 +3,7 @@
 #include "core/FileSort.h"
 
 #include <QTreeView>
+#include <vector>
 
 // What the list's own keys act on; the pane implements it.
 class ListKeyTarget {
@@ -19,7 +20,9 @@ public:
 // The list of a pane. Handles Return, Tab, "/", Escape and, when switched on,
 // the vi-style keys h j k l gg G before the tree view's own keys. A selected row
 // is one rounded fill in the accent colour (the palette's Highlight), strong while
-// the list has focus in the active window and pale otherwise.
+// the list has focus in the active window and pale otherwise. The name column takes
+// the width the other columns leave; they keep the widths last set (by the user or
+// setColumnWidth) while there is room, and narrow towards their minimums when not.
 class FileTreeView : public QTreeView {
     Q_OBJECT
 public:
@@ -44,6 +47,8 @@ public:
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
     bool focusNextPrevChild(bool next) override;
     void focusInEvent(QFocusEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
@@ -56,7 +61,13 @@ private:
     int lastSelectedRow() const;
     int uniformRowHeight() const;
     bool handleVimKey(const QString& text);
+    void columnResized(int column, int oldWidth, int newWidth);
+    // Lays the columns out in the viewport's width; `pinned` narrows last.
+    void fitColumns(int pinned = -1);
 
     ListKeyTarget& m_target;
     bool m_pendingG = false;
+    std::vector<int> m_columnWidths; // wanted widths by column; the name's is unused
+    bool m_fitting = false;
+    bool m_headerPressed = false; // a resize now comes from the user's mouse
 };

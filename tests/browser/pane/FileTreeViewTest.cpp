@@ -1,6 +1,9 @@
 #include "browser/PaneTesting.h"
 
+#include <QApplication>
+#include <QHeaderView>
 #include <QKeyEvent>
+#include <QScrollBar>
 
 namespace fs = std::filesystem;
 using namespace testing_pane;
@@ -171,6 +174,52 @@ TEST_F(FileTreeViewTest, HCollapsesThenSelectsTheParentThenGoesUp)
     QTest::keyClick(&view, Qt::Key_Return);
     ASSERT_TRUE(waitForListing(*pane));
     EXPECT_EQ(pane->location(), Location::folder(dir / "top/sub"));
+}
+
+TEST_F(FileTreeViewTest, ColumnsFitANarrowPaneAndStayResizable)
+{
+    auto pane = openPane(dir / "list");
+    FileTreeView& view = *pane->listView();
+    QHeaderView& header = *view.header();
+    const auto fits = [&] {
+        return header.length() <= view.viewport()->width() &&
+               !view.horizontalScrollBar()->isVisible() && header.sectionSize(0) >= 120;
+    };
+    const auto resizeTo = [&](int width) {
+        pane->resize(width, 600);
+        EXPECT_TRUE(QTest::qWaitFor(fits, kTimeoutMs)) << width << ": " << header.length();
+        EXPECT_GE(header.count(), 5);
+    };
+    // Drags the right edge of a column, as the mouse does on the header.
+    const auto drag = [&](int column, int by) {
+        QWidget* target = header.viewport();
+        const int x = header.sectionViewportPosition(column) + header.sectionSize(column) - 1;
+        const int y = header.height() / 2;
+        const auto send = [&](QEvent::Type type, int at, Qt::MouseButton button) {
+            QMouseEvent event(type, QPointF(at, y), target->mapToGlobal(QPointF(at, y)), button,
+                              type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton,
+                              Qt::NoModifier);
+            QApplication::sendEvent(target, &event);
+        };
+        send(QEvent::MouseButtonPress, x, Qt::LeftButton);
+        send(QEvent::MouseMove, x + by, Qt::NoButton);
+        send(QEvent::MouseButtonRelease, x + by, Qt::LeftButton);
+    };
+
+    resizeTo(600);
+    const int name = header.sectionSize(0);
+    const int date = header.sectionSize(1);
+    drag(0, 40); // the name's border: the date gives the width
+    EXPECT_EQ(header.sectionSize(0), name + 40);
+    EXPECT_EQ(header.sectionSize(1), date - 40);
+    EXPECT_TRUE(fits());
+    drag(1, 30);
+    EXPECT_EQ(header.sectionSize(1), date - 10);
+    EXPECT_TRUE(fits());
+    // The width the user gave is kept as the pane grows; the name takes the rest.
+    resizeTo(1200);
+    EXPECT_EQ(header.sectionSize(1), date - 10);
+    EXPECT_EQ(header.length(), view.viewport()->width());
 }
 
 } // namespace
