@@ -10,7 +10,7 @@ struct PaletteCommand {
     QString title;    // without "…"
     QString menuPath; // "表示 › 並び順"
     QString action;   // the command identifier, "newFolder:"
-    QString shortcut; // "⌃⇧⌘K"; empty without one
+    QString shortcut; // the platform's text ("Ctrl+Shift+K"); empty without one
     // The romaji of the title, then the English name when there is one.
     QStringList searchAliases;
     // The live menu item that runs it; gone when its window is.
