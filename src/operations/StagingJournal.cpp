@@ -283,7 +283,8 @@ StagingJournal::Report StagingJournal::recover()
             (void)AtomicFile::setAside(claimed, ".corrupt");
             continue;
         }
-        // Latest first: a copy nested in a replacement is settled before the replacement.
+        // Latest first: moves and replacements are settled before the folder entries
+        // (written first) remove whatever staged copies are left.
         for (auto it = entries->rbegin(); it != entries->rend(); ++it)
             StagingRecovery::settle(*it, report);
         (void)FileCopier::removeTree(claimed);
