@@ -28,6 +28,7 @@
 #include <QMessageBox>
 #include <QScreen>
 #include <QStandardPaths>
+#include <QTimer>
 #include <QtConcurrent>
 #include <algorithm>
 
@@ -37,6 +38,8 @@ namespace {
 
 // How far a new window sits from the key window, so both title bars stay visible.
 constexpr int kCascadeOffset = 26;
+// How long a start by D-Bus waits for the call that caused it.
+constexpr std::chrono::milliseconds kBusCallGrace{3000};
 
 Location home()
 {
@@ -58,9 +61,15 @@ Application::Application(QObject* parent)
     : QObject(parent)
     , m_operationsPanel(std::make_unique<OperationsPanel>(OperationsStore::shared()))
     , m_isRunningTests(qEnvironmentVariableIsSet("QUILLO_TEST_RUN"))
+    , m_quitsWithLastWindow(!m_isRunningTests)
 {
     // Undo and redo have no window of their own; their alerts are application-modal.
     FileOperationManager::shared().setFallbackPrompter(std::make_shared<DialogPrompter>(nullptr));
+    // The panel sits on the window in front, where the work was most likely started.
+    m_operationsPanel->setAnchor([this]() -> QWidget* {
+        const std::vector<BrowserWindow*> ordered = frontToBack();
+        return ordered.empty() ? nullptr : ordered.front();
+    });
     // Logging out ends the program without a quit command; the session is saved then too.
     connect(qApp, &QCoreApplication::aboutToQuit, this, &Application::beginTerminating);
 }
@@ -114,7 +123,7 @@ void Application::installIconTheme()
     QIcon::setFallbackThemeName(adwaita);
 }
 
-void Application::start(const std::vector<fs::path>& items)
+void Application::start(const std::vector<fs::path>& items, bool startedByBus)
 {
     if (!m_isRunningTests)
         LegacyMigration::runIfNeeded(AppDefaults::standard(), PathText::dataHome());
@@ -123,7 +132,15 @@ void Application::start(const std::vector<fs::path>& items)
     AppCommands::install(this);
     if (m_isRunningTests)
         return;
-    if (items.empty()) {
+    if (startedByBus && items.empty()) {
+        restoreSession();
+        // The call arrives once the event loop runs; a home window only when it
+        // brought nothing to show, so that we never run without a window.
+        QTimer::singleShot(kBusCallGrace, this, [this] {
+            if (m_controllers.empty() && !m_isTerminating)
+                reopen();
+        });
+    } else if (items.empty()) {
         restoreSessionOrOpenHome();
     } else {
         restoreSession();
@@ -353,15 +370,21 @@ void Application::windowClosing(BrowserWindow* window)
 {
     if (std::find(m_controllers.begin(), m_controllers.end(), window) == m_controllers.end())
         return;
-    if (!m_isTerminating && !m_isRunningTests && m_controllers.size() == 1) {
+    if (!m_isTerminating && m_quitsWithLastWindow && m_controllers.size() == 1) {
         // Closing the last window is quitting: it is saved with the session, not
-        // pushed as a closed tab, and windows of other kinds close with it.
+        // pushed as closed tabs, and windows of other kinds close with it.
         beginTerminating();
         QMetaObject::invokeMethod(this, &Application::quit, Qt::QueuedConnection);
     }
     if (!m_isTerminating) {
-        if (PaneView* pane = window->activePane())
-            m_closedTabs.push_back(pane->location());
+        // Every tab of the window can come back, the current one last so first.
+        const int current = window->currentTabIndex();
+        for (int i = 0; i < window->tabCount(); ++i) {
+            if (i != current)
+                m_closedTabs.push_back(window->containerAt(i)->activePane()->location());
+        }
+        if (current >= 0)
+            m_closedTabs.push_back(window->containerAt(current)->activePane()->location());
     }
     forget(window);
 }
@@ -377,8 +400,7 @@ void Application::beginTerminating()
     if (m_isTerminating)
         return;
     m_isTerminating = true;
-    if (!m_isRunningTests)
-        saveSession();
+    saveSession();
     TagStore::shared().waitForSaved();
 }
 

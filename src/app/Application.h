@@ -28,8 +28,9 @@ public:
     static void configure();
 
     // Migration, the menu commands, then the saved session (or a home window) and
-    // the items of the launch. Under tests only the commands are installed.
-    void start(const std::vector<std::filesystem::path>& items = {});
+    // the items of the launch. Under tests only the commands are installed. Started
+    // by D-Bus, the call that started us shows what it asks for instead of home.
+    void start(const std::vector<std::filesystem::path>& items = {}, bool startedByBus = false);
 
     // Open windows in the order they were made.
     const std::vector<BrowserWindow*>& controllers() const { return m_controllers; }
@@ -37,6 +38,8 @@ public:
     const std::vector<Location>& closedTabs() const { return m_closedTabs; }
     bool isTerminating() const { return m_isTerminating; }
     bool isRunningTests() const { return m_isRunningTests; }
+    // Closing the last browser window saves the session and quits; off under tests.
+    void setQuitsWithLastWindow(bool quits) { m_quitsWithLastWindow = quits; }
 
     // Without a frame the window cascades from the key window, or is centred.
     BrowserWindow* openWindow(const PaneLayout& layout,
@@ -90,4 +93,5 @@ private:
     uint64_t m_activationCount = 0;
     bool m_isTerminating = false;
     const bool m_isRunningTests;
+    bool m_quitsWithLastWindow;
 };

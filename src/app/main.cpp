@@ -30,6 +30,16 @@ void serveBus(Application& app, SingleInstance& instance, FileManager1Service& f
     }
 }
 
+// The D-Bus service files start us with this, for the call that they carry.
+bool startedByBus(int argc, char** argv)
+{
+    for (int i = 1; i < argc && qstrcmp(argv[i], "--") != 0; ++i) {
+        if (qstrcmp(argv[i], "--dbus-activated") == 0)
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -57,7 +67,8 @@ int main(int argc, char** argv)
     FileManager1Service fileManager(bus);
     if (role == SingleInstance::Role::first)
         serveBus(app, instance, fileManager);
-    app.start(LaunchArguments::resolved(items, std::filesystem::path(launchFolder.toStdString())));
+    app.start(LaunchArguments::resolved(items, std::filesystem::path(launchFolder.toStdString())),
+              startedByBus(argc, argv));
     if (!app.controllers().empty())
         FirstPaintProbe::installIfAsked(app.controllers().back()->activePane(), sinceStart);
     return qtApp.exec();

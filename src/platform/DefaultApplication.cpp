@@ -1,12 +1,10 @@
 #include "platform/DefaultApplication.h"
 
-#include "core/PathText.h"
-
 #include <gio/gio.h>
 
 namespace DefaultApplication {
 
-std::expected<void, QString> open(const std::filesystem::path& path)
+std::expected<void, OpenFailure> open(const std::filesystem::path& path)
 {
     // g_file_new_for_path takes the raw bytes, so names that are not UTF-8 survive.
     GFile* file = g_file_new_for_path(path.c_str());
@@ -17,16 +15,14 @@ std::expected<void, QString> open(const std::filesystem::path& path)
     g_object_unref(file);
     if (ok)
         return {};
-    // GIO's own text is English; the common cause gets a Japanese one.
-    QString detail =
-        error && error->domain == G_IO_ERROR && error->code == G_IO_ERROR_NOT_SUPPORTED
-            ? QStringLiteral("この種類のファイルを開くアプリケーションが登録されていません。")
-        : error ? QString::fromUtf8(error->message)
-                : QString();
-    if (error)
+    OpenFailure failure;
+    if (error) {
+        failure.noApplication =
+            error->domain == G_IO_ERROR && error->code == G_IO_ERROR_NOT_SUPPORTED;
+        failure.detail = QString::fromUtf8(error->message);
         g_error_free(error);
-    return std::unexpected(QStringLiteral("「") + PathText::displayName(path) +
-                           QStringLiteral("」を開けませんでした。\n") + detail);
+    }
+    return std::unexpected(failure);
 }
 
 } // namespace DefaultApplication

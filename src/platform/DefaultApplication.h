@@ -7,8 +7,14 @@
 
 namespace DefaultApplication {
 
+// Why a file did not open.
+struct OpenFailure {
+    bool noApplication = false; // no application is registered for its type
+    QString detail;             // otherwise the desktop's own description
+};
+
 // Opens a file with the desktop's default application for its type, through GIO.
-// The URI is built from the raw path bytes. Returns a Japanese message on failure.
-std::expected<void, QString> open(const std::filesystem::path& path);
+// The URI is built from the raw path bytes.
+std::expected<void, OpenFailure> open(const std::filesystem::path& path);
 
 } // namespace DefaultApplication

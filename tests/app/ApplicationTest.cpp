@@ -7,6 +7,7 @@
 #include "core/PathText.h"
 #include "core/Preferences.h"
 
+#include <QFile>
 #include <QIcon>
 #include <QSettings>
 #include <QTest>
@@ -201,6 +202,29 @@ TEST_F(ApplicationTest, ClosedTabsFillWhileRunningButNotWhenQuitting)
     EXPECT_EQ(app.closedTabs(), std::vector<Location>{Location::folder(dir / "d")});
 }
 
+TEST_F(ApplicationTest, AClosedWindowKeepsEveryTabAndTheLastSavesTheSessionAndQuits)
+{
+    app.setQuitsWithLastWindow(true);
+    BrowserWindow* first = open("a");
+    first->newTab(Location::folder(dir / "b"));
+    first->newTab(Location::folder(dir / "c"));
+    first->setCurrentTabIndex(1);
+    BrowserWindow* last = open("d");
+    closeAndSettle(first);
+    // The tab that was current comes back first.
+    EXPECT_EQ(app.closedTabs(),
+              (std::vector<Location>{Location::folder(dir / "a"), Location::folder(dir / "c"),
+                                     Location::folder(dir / "b")}));
+    closeAndSettle(last);
+    EXPECT_TRUE(app.isTerminating());
+    EXPECT_EQ(app.closedTabs().size(), 3u);
+    const auto saved = SessionStore::load();
+    ASSERT_TRUE(saved);
+    ASSERT_EQ(saved->size(), 1u);
+    ASSERT_EQ(saved->front().tabs.size(), 1u);
+    EXPECT_EQ(saved->front().tabs[0].paths, QStringList{text(dir / "d")});
+}
+
 TEST_F(ApplicationTest, ReopeningWithoutAnyWindowOpensOne)
 {
     closeAndSettle(open("b"));
@@ -288,6 +312,28 @@ TEST(ApplicationIconTheme, FallsBackToAdwaitaWhenTheDesktopNamesNoUsableTheme)
     }
     QIcon::setThemeSearchPaths(searchPaths);
     QIcon::setThemeName(theme);
+}
+
+// "Show in folder" from another program starts the installed Quillo through these.
+TEST(ApplicationBusActivation, ServiceFilesStartTheInstalledProgramForBothNames)
+{
+    const QString build = QCoreApplication::applicationDirPath() + "/../";
+    QFile cache(build + "CMakeCache.txt");
+    ASSERT_TRUE(cache.open(QIODevice::ReadOnly));
+    QString prefix;
+    for (const QByteArray& line : cache.readAll().split('\n')) {
+        if (line.startsWith("CMAKE_INSTALL_PREFIX:"))
+            prefix = QString::fromUtf8(line.mid(line.indexOf('=') + 1));
+    }
+    ASSERT_FALSE(prefix.isEmpty());
+    for (const auto& [file, name] :
+         {std::pair{"app.quillo.Quillo", "app.quillo.Quillo"},
+          {"app.quillo.Quillo.FileManager1", "org.freedesktop.FileManager1"}}) {
+        const QSettings service(build + "data/" + file + ".service", QSettings::IniFormat);
+        EXPECT_EQ(service.value("D-BUS Service/Name").toString(), name);
+        EXPECT_EQ(service.value("D-BUS Service/Exec").toString(),
+                  prefix + "/bin/quillo --dbus-activated");
+    }
 }
 
 } // namespace

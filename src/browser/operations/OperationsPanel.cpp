@@ -3,16 +3,22 @@
 #include "operations/FileOperation.h"
 #include "operations/OperationsStore.h"
 
-#include <QGuiApplication>
+#include <QApplication>
+#include <QDialog>
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QProgressBar>
 #include <QScreen>
 #include <QStyle>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 
 namespace {
+
+// Distance from the edges of the window it sits on.
+constexpr int kMargin = 16;
 
 // One operation: title and cancel button, progress bar, detail line.
 QWidget* makeRow(FileOperation* operation, QWidget* parent)
@@ -72,7 +78,12 @@ OperationsPanel::OperationsPanel(OperationsStore& store, QWidget* parent)
     connect(&store, &OperationsStore::operationAdded, this, &OperationsPanel::addRow);
     connect(&store, &OperationsStore::operationRemoved, this, &OperationsPanel::removeRow);
     connect(&store, &OperationsStore::showRequested, this, &OperationsPanel::showWithoutFocus);
-    connect(&store, &OperationsStore::hideRequested, this, &QWidget::hide);
+    connect(&store, &OperationsStore::hideRequested, this, [this] {
+        m_wanted = false;
+        hide();
+    });
+    // Dialogs of every window, to step out of their way.
+    qApp->installEventFilter(this);
 }
 
 void OperationsPanel::addRow(FileOperation* operation)
@@ -101,10 +112,62 @@ void OperationsPanel::updateEmptyText()
 
 void OperationsPanel::showWithoutFocus()
 {
-    if (!isVisible()) {
-        if (const QScreen* screen = QGuiApplication::primaryScreen())
-            move(screen->availableGeometry().center() - rect().center());
+    m_wanted = true;
+    place();
+}
+
+bool OperationsPanel::eventFilter(QObject* watched, QEvent* event)
+{
+    if (m_wanted && (event->type() == QEvent::Show || event->type() == QEvent::Hide)) {
+        auto* dialog = qobject_cast<QDialog*>(watched);
+        // After the event, so a closing dialog no longer counts as shown.
+        if (dialog && dialog->isWindow())
+            QTimer::singleShot(0, this, &OperationsPanel::place);
     }
+    return QWidget::eventFilter(watched, event);
+}
+
+std::optional<QPoint> OperationsPanel::placement(QSize size, const QRect& area, const QRect& screen,
+                                                 const std::vector<QRect>& dialogs)
+{
+    std::vector<QPoint> corners;
+    for (const QRect& r :
+         {area.marginsRemoved(QMargins(kMargin, kMargin, kMargin, kMargin)), screen}) {
+        const int right = r.right() + 1 - size.width();
+        const int bottom = r.bottom() + 1 - size.height();
+        corners.insert(
+            corners.end(),
+            {{right, bottom}, {r.left(), bottom}, {right, r.top()}, {r.left(), r.top()}});
+    }
+    for (const QPoint& corner : corners) {
+        const QRect panel(corner, size);
+        if (std::none_of(dialogs.begin(), dialogs.end(),
+                         [&](const QRect& dialog) { return dialog.intersects(panel); }))
+            return corner;
+    }
+    return std::nullopt;
+}
+
+void OperationsPanel::place()
+{
+    if (!m_wanted)
+        return;
+    std::vector<QRect> dialogs;
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (window != this && window->isVisible() && qobject_cast<QDialog*>(window))
+            dialogs.push_back(window->frameGeometry());
+    }
+    QWidget* anchor = m_anchor ? m_anchor() : nullptr;
+    const QScreen* screen = anchor ? anchor->screen() : QGuiApplication::primaryScreen();
+    const QRect available = screen ? screen->availableGeometry() : QRect();
+    const QSize frame = frameGeometry().size().expandedTo(size());
+    const auto corner =
+        placement(frame, anchor ? anchor->frameGeometry() : available, available, dialogs);
+    if (!corner) {
+        hide();
+        return;
+    }
+    move(*corner);
     show();
     raise();
 }

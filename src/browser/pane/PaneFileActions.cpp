@@ -28,6 +28,38 @@ std::vector<FileItem> itemsFor(const std::vector<fs::path>& paths)
     return items;
 }
 
+using OpenFailures = std::vector<std::pair<fs::path, DefaultApplication::OpenFailure>>;
+
+// The names shown per reason; a longer list ends with how many more there are.
+constexpr qsizetype kNamesShown = 10;
+
+// One paragraph per reason, naming every file it stopped: "「a」、「b」を開けませんでした。"
+// and the reason on the next line.
+QString openFailureMessage(const OpenFailures& failures)
+{
+    std::vector<std::pair<QString, QStringList>> byReason;
+    for (const auto& [path, failure] : failures) {
+        const QString reason =
+            failure.noApplication
+                ? QStringLiteral("この種類のファイルを開くアプリケーションが登録されていません。")
+                : failure.detail;
+        auto group = std::find_if(byReason.begin(), byReason.end(),
+                                  [&](const auto& g) { return g.first == reason; });
+        if (group == byReason.end())
+            group = byReason.insert(byReason.end(), {reason, {}});
+        group->second.append(QStringLiteral("「") + PathText::displayName(path) +
+                             QStringLiteral("」"));
+    }
+    QStringList paragraphs;
+    for (const auto& [reason, names] : byReason) {
+        QString list = names.mid(0, kNamesShown).join(QStringLiteral("、"));
+        if (names.size() > kNamesShown)
+            list += QStringLiteral("、ほか %1 項目").arg(names.size() - kNamesShown);
+        paragraphs.append(list + QStringLiteral("を開けませんでした。\n") + reason);
+    }
+    return paragraphs.join(QStringLiteral("\n\n"));
+}
+
 } // namespace
 
 PaneFileActions::PaneFileActions(PaneView& pane)
@@ -48,19 +80,25 @@ bool PaneFileActions::showsFolder() const
 
 void PaneFileActions::openFiles(const std::vector<fs::path>& files)
 {
-    for (const fs::path& file : files) {
-        // Launching may wait on D-Bus activation; keep it off the main thread.
-        QtConcurrent::run([file] {
-            return DefaultApplication::open(file);
-        }).then(this, [this](std::expected<void, QString> result) {
-            if (result)
-                return;
-            Alert alert;
-            alert.message = result.error();
-            alert.buttons = {QStringLiteral("OK")};
-            prompter()->present(alert, {});
-        });
-    }
+    if (files.empty())
+        return;
+    // Launching may wait on D-Bus activation; keep it off the main thread. The
+    // failures of one request share one alert.
+    QtConcurrent::run([files] {
+        OpenFailures failures;
+        for (const fs::path& file : files) {
+            if (auto opened = DefaultApplication::open(file); !opened)
+                failures.emplace_back(file, opened.error());
+        }
+        return failures;
+    }).then(this, [this](const OpenFailures& failures) {
+        if (failures.empty())
+            return;
+        Alert alert;
+        alert.message = openFailureMessage(failures);
+        alert.buttons = {QStringLiteral("OK")};
+        prompter()->present(alert, {});
+    });
 }
 
 void PaneFileActions::copyToClipboard(bool cut)

@@ -5,6 +5,9 @@
 #include "browser/PaneTesting.h"
 #include "operations/FileClipboard.h"
 
+#include <QApplication>
+#include <QDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QUndoStack>
 
@@ -80,4 +83,30 @@ TEST_F(PaneFileActionsTest, PasteOfACutMovesOnceAndSelectsTheResult)
     EXPECT_FALSE(fs::exists(dir / "from/x.txt"));
     // The cut is used up: a second paste has nothing to move.
     EXPECT_FALSE(pane->fileActions().canPaste());
+}
+
+TEST_F(PaneFileActionsTest, FilesWithoutAnApplicationShareOneAlertNamingThemAll)
+{
+    // Unknown bytes under an unknown extension: no application is registered for them.
+    const std::vector<fs::path> files{dir.file("a.quillo-x", std::string("\0\1", 2)),
+                                      dir.file("b.quillo-x", std::string("\0\2", 2))};
+    auto pane = openPane(dir.path());
+    pane->fileActions().openFiles(files);
+    auto alerts = [] {
+        QList<QDialog*> shown;
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            if (auto* dialog = qobject_cast<QDialog*>(window); dialog && dialog->isVisible())
+                shown.append(dialog);
+        }
+        return shown;
+    };
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !alerts().isEmpty(); }, kTimeoutMs));
+    ASSERT_EQ(alerts().size(), 1);
+    QString text;
+    for (QLabel* label : alerts().front()->findChildren<QLabel*>())
+        text += label->text();
+    EXPECT_TRUE(text.contains(
+        QStringLiteral("「a.quillo-x」、「b.quillo-x」を開けませんでした。\n"
+                       "この種類のファイルを開くアプリケーションが登録されていません。")))
+        << text.toStdString();
 }
