@@ -116,7 +116,7 @@ std::optional<Alert> renameChecked(const FileItem& item, const fs::path& to, con
     const QString name = PathText::displayName(item.path);
     if (!TransferSteps::matchesIdentity(item))
         return changedSinceShown(name);
-    if (FileNaming::exists(to) && !FileTransfer::isSameFile(item.path, to))
+    if (FileNaming::exists(to) && !TransferSteps::namesSameItem(item.path, to))
         return nameTaken(newName);
     if (auto done = TransferSteps::renameItem(item.path, to); !done)
         return renameFailed(name, done.error());

@@ -148,10 +148,20 @@ Result<void> transferItem(const fs::path& source, const fs::path& destination, T
     return FileTransfer::moveItem(source, destination, sameVolume, progress, links);
 }
 
-Result<void> renameItem(const fs::path& from, const fs::path& to)
+bool namesSameItem(const fs::path& from, const fs::path& to)
 {
     const auto target = FileCopier::identity(to);
-    if (target && target == FileCopier::identity(from))
+    if (!target || target != FileCopier::identity(from))
+        return false;
+    // A hard link is stored under its own name; a name that finds the item only by
+    // case folding is not stored.
+    return from.filename() == to.filename() || !FileCopier::isStoredName(to);
+}
+
+Result<void> renameItem(const fs::path& from, const fs::path& to)
+{
+    // rename(2) between two links of one file does nothing and reports success.
+    if (namesSameItem(from, to))
         return FileCopier::renameReplacing(from, to);
     return FileCopier::renameNoReplace(from, to);
 }

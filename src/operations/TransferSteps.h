@@ -57,8 +57,13 @@ Result<void> transferItem(const std::filesystem::path& source,
                           const std::filesystem::path& destination, TransferMode mode,
                           TransferProgress& progress, CopiedLinks* links = nullptr);
 
+// True when `to` names the item at `from` itself: the same file, reached under a
+// name in other letter case on a case-insensitive volume. A hard link of it under
+// another name is another item.
+bool namesSameItem(const std::filesystem::path& from, const std::filesystem::path& to);
+
 // Never replaces another item; only when the new name already names this very
-// item (a change of letter case on a case-insensitive volume) may it rename over.
+// item (namesSameItem) may it rename over.
 Result<void> renameItem(const std::filesystem::path& from, const std::filesystem::path& to);
 
 } // namespace TransferSteps

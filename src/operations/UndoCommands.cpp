@@ -4,6 +4,7 @@
 #include "operations/FileOperation.h"
 #include "operations/OperationAlerts.h"
 #include "operations/TransferSteps.h"
+#include "platform/FileCopierLinks.h"
 
 #include <algorithm>
 
@@ -25,7 +26,8 @@ void noteFailure(UndoReport& report, const fs::path& path, const Error& error, b
 }
 
 // A copy goes to the Trash (never deleted outright); a move goes back.
-Result<void> undoOne(TransferMode mode, const fs::path& source, const fs::path& destination)
+Result<void> undoOne(TransferMode mode, const fs::path& source, const fs::path& destination,
+                     CopiedLinks& links)
 {
     if (mode == TransferMode::copy) {
         auto trashed = Trash::moveToTrash(destination);
@@ -34,7 +36,7 @@ Result<void> undoOne(TransferMode mode, const fs::path& source, const fs::path& 
         return {};
     }
     TransferProgress progress;
-    return TransferSteps::transferItem(destination, source, TransferMode::move, progress);
+    return TransferSteps::transferItem(destination, source, TransferMode::move, progress, &links);
 }
 
 } // namespace
@@ -79,8 +81,9 @@ std::function<UndoReport()> TransferCommand::undoWork()
 {
     return [record = m_record] {
         UndoReport report{touchedFolders(*record), {}};
+        CopiedLinks links; // hard links among the items stay links on the way back
         for (const auto& [source, destination] : record->pairs) {
-            if (auto done = undoOne(record->mode, source, destination); !done)
+            if (auto done = undoOne(record->mode, source, destination, links); !done)
                 noteFailure(report, destination, done.error(), true);
             else if (record->mode == TransferMode::move)
                 report.moves.emplace_back(destination, source);
@@ -103,10 +106,11 @@ std::function<UndoReport()> TransferCommand::redoWork()
             else
                 noteFailure(report, item.original, trashed.error(), false);
         }
+        CopiedLinks links;
         for (const auto& [source, destination] : record->pairs) {
             TransferProgress progress;
-            if (auto done =
-                    TransferSteps::transferItem(source, destination, record->mode, progress);
+            if (auto done = TransferSteps::transferItem(source, destination, record->mode, progress,
+                                                        &links);
                 !done)
                 noteFailure(report, source, done.error(), false);
             else if (record->mode == TransferMode::move)

@@ -2,6 +2,7 @@
 #include "platform/FileCopierSupport.h"
 #include "platform/TreeSize.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <sys/stat.h>
 
@@ -83,6 +84,14 @@ Result<void> makeEmptyFile(const fs::path& path)
     if (fd.get() < 0 || fd.close() != 0)
         return failure(path);
     return {};
+}
+
+bool isStoredName(const fs::path& path)
+{
+    const fs::path parent = path.has_parent_path() ? path.parent_path() : fs::path(".");
+    FileDescriptor folder(openAt(AT_FDCWD, parent.c_str(), O_RDONLY | O_DIRECTORY));
+    const auto names = folder.get() < 0 ? std::nullopt : readNames(folder.get());
+    return names && std::ranges::find(*names, path.filename().native()) != names->end();
 }
 
 std::optional<FileIdentity> identity(const fs::path& path)

@@ -197,6 +197,11 @@ TEST_F(FileOperationManagerTest, HardLinksAmongTheItemsStayLinks)
         EXPECT_EQ(fs::hard_link_count(into / "x"), 3u);
         EXPECT_EQ(readFile(into / "sub/z"), "data");
         EXPECT_EQ(fs::exists(from / "x"), mode == TransferMode::copy);
+        if (mode == TransferMode::move) { // and back again
+            undoOrRedo(true);
+            EXPECT_EQ(FileCopier::identity(from / "sub/z"), FileCopier::identity(from / "x"));
+            EXPECT_EQ(fs::hard_link_count(from / "y"), 3u);
+        }
     }
     EXPECT_TRUE(prompter->shown.empty());
 }
@@ -375,11 +380,15 @@ TEST_F(FileOperationManagerTest, EveryOperationUndoesAndRedoes)
     EXPECT_EQ(readFile(dir / "README"), "r");
     EXPECT_FALSE(renamed("README", "README"));
     EXPECT_FALSE(renamed("b", "README"));
+    fs::create_hard_link(dir / "b", dir / "B"); // another item, though the same file
+    EXPECT_FALSE(renamed("b", "B"));
     EXPECT_FALSE(renamed("b", "x/y"));
-    ASSERT_EQ(prompter->shown.size(), 2u);
+    ASSERT_EQ(prompter->shown.size(), 3u);
     EXPECT_EQ(prompter->shown[0].message,
               "「README」という名前はすでに使われています。別の名前を選んでください。");
-    EXPECT_FALSE(prompter->shown[1].message.isEmpty()); // the naming rules' own message
+    EXPECT_EQ(prompter->shown[1].message,
+              "「B」という名前はすでに使われています。別の名前を選んでください。");
+    EXPECT_FALSE(prompter->shown[2].message.isEmpty()); // the naming rules' own message
     EXPECT_EQ(readFile(dir / "b"), "b");
 }
 
