@@ -187,7 +187,7 @@ QString KeyCombo::modifierRefusal() const
     const QList<uint> characters = key.toUcs4();
     if (characters.size() == 1 && characters.front() >= kF1 && characters.front() <= kF12)
         return {};
-    return QStringLiteral("⌘・⌥・⌃ などの修飾キーと一緒に押してください。");
+    return QStringLiteral("Ctrl・Alt・Meta などの修飾キーと一緒に押してください。");
 }
 
 QString KeyCombo::conflictMessage(const QString& title)

@@ -42,7 +42,7 @@ void buildSortMenu(MenuBuilder& view)
 void addPreviewItems(MenuBuilder& m)
 {
     m.addUnavailable("zoomInPreview:", "プレビューを拡大", {"Ctrl++"});
-    m.addUnavailable("zoomInPreview:", "プレビューを拡大（⌘=）", {"Ctrl+="});
+    m.addUnavailable("zoomInPreview:", "プレビューを拡大（Ctrl+=）", {"Ctrl+="});
     m.addUnavailable("zoomOutPreview:", "プレビューを縮小", {"Ctrl+-"});
     m.addUnavailable("resetPreviewZoom:", "プレビューを実際のサイズに", {"Ctrl+0"});
     m.addUnavailable("toggleFilePreview:", "プレビュー", {"Ctrl+Alt+P"});

@@ -62,7 +62,7 @@ TEST(KeyComboTest, RecordsKeyPressesAsMenuKeys)
 
 TEST(KeyComboTest, KeysOnTheirOwnAreRefusedExceptF1ToF12)
 {
-    const QString refusal = QStringLiteral("⌘・⌥・⌃ などの修飾キーと一緒に押してください。");
+    const QString refusal = QStringLiteral("Ctrl・Alt・Meta などの修飾キーと一緒に押してください。");
     const std::pair<KeyCombo, bool> cases[] = {
         {{"a", 0}, false},
         {{"a", kShift}, true},

@@ -81,7 +81,7 @@ TEST_F(MainMenuTest, MenusComeInOrderWithTheirItemsAndShortcuts)
         {"パスをコピー（~ 形式）", {keys("Ctrl+Alt+Shift+C")}},
         {"隠しファイルを表示", {keys("Ctrl+Shift+.")}},
         {"タグ", {keys("Meta+Ctrl+5")}},
-        {"プレビューを拡大（⌘=）", {keys("Ctrl+=")}},
+        {"プレビューを拡大（Ctrl+=）", {keys("Ctrl+=")}},
         {"下に分ける", {keys("Ctrl+Alt+Shift+\\")}},
         {"親フォルダ", {keys("Ctrl+Up"), keys("Alt+Up")}},
         {"右の画面で開く", {keys("Ctrl+Alt+Right")}},

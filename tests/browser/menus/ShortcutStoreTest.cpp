@@ -181,7 +181,7 @@ TEST_F(ShortcutStoreTest, TheSettingsPageRecordsTheNextKeyPress)
         const char* shortcut; // shown on the row afterwards
     };
     const Step steps[] = {
-        {Qt::Key_A, {}, "⌘・⌥・⌃ などの修飾キーと一緒に押してください。", "Ctrl+Shift+N"},
+        {Qt::Key_A, {}, "Ctrl・Alt・Meta などの修飾キーと一緒に押してください。", "Ctrl+Shift+N"},
         {Qt::Key_N, Qt::ControlModifier, "「新規ウィンドウ」で使われています。", "Ctrl+Shift+N"},
         {Qt::Key_Escape, {}, "", "Ctrl+Shift+N"},
         {Qt::Key_F7, {}, "", "F7"},
