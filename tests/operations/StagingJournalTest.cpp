@@ -5,6 +5,7 @@
 #include "support/ToolRun.h"
 
 #include <QProcess>
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <functional>
@@ -33,7 +34,8 @@ ProcessStamp deadStamp(int n)
     return {999'999'000 + n, 1, ProcessStamp::current().bootId};
 }
 
-struct NoCopy : CopyObserver {
+// Lets every copy run to its end.
+struct Unobserved : CopyObserver {
     bool fileStarted(const fs::path&) override { return true; }
     bool dataCopied(int64_t) override { return true; }
     bool fileFinished() override { return true; }
@@ -41,7 +43,7 @@ struct NoCopy : CopyObserver {
 
 void copyTo(const fs::path& from, const fs::path& to)
 {
-    NoCopy observer;
+    Unobserved observer;
     ASSERT_TRUE(FileCopier::copyTree(from, to, observer));
 }
 
