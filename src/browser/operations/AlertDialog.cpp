@@ -22,14 +22,21 @@ QStyle::StandardPixmap pixmapFor(Alert::Style style)
     return QStyle::SP_MessageBoxWarning;
 }
 
-QLabel* textLabel(const QString& text, QWidget* parent)
+QLabel* textLabel(const QString& text, bool bold, QWidget* parent)
 {
     // Plain text: a file name such as "<b>x" must not turn into markup.
     auto* label = new QLabel(text, parent);
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    label->setMinimumWidth(320);
+    QFont font = label->font();
+    font.setBold(bold);
+    label->setFont(font);
+    // Wide enough for a usual line, so that only long ones wrap.
+    int widest = 0;
+    for (const QString& line : text.split(QLatin1Char('\n')))
+        widest = std::max(widest, label->fontMetrics().horizontalAdvance(line));
+    label->setMinimumWidth(std::clamp(widest + 4, 320, 520));
     return label;
 }
 
@@ -44,13 +51,9 @@ AlertDialog::AlertDialog(const Alert& alert, QWidget* parent)
     const int iconSize = style()->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, this);
     icon->setPixmap(style()->standardIcon(pixmapFor(alert.style)).pixmap(iconSize, iconSize));
     auto* texts = new QVBoxLayout;
-    QLabel* message = textLabel(alert.message, this);
-    QFont bold = message->font();
-    bold.setBold(true);
-    message->setFont(bold);
-    texts->addWidget(message);
+    texts->addWidget(textLabel(alert.message, true, this));
     if (!alert.informativeText.isEmpty())
-        texts->addWidget(textLabel(alert.informativeText, this));
+        texts->addWidget(textLabel(alert.informativeText, false, this));
     if (!alert.suppressionTitle.isEmpty()) {
         m_suppression = new QCheckBox(alert.suppressionTitle, this);
         texts->addWidget(m_suppression);
