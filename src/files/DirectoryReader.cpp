@@ -140,34 +140,27 @@ Result<std::vector<Element>> readAs(const fs::path& folder, bool includeHidden)
             break;
         }
     }
-    struct Listed {
-        const ScannedItem* item;
-        bool hidden;
+    auto isHidden = [&](const ScannedItem& item) {
+        return startsWithDot(item.name) || (!item.statFailed && hiddenList.contains(item.name));
     };
-    std::vector<Listed> listed;
-    listed.reserve(scanned->size());
-    for (const ScannedItem& item : *scanned) {
-        if (skipped.contains(item.name))
-            continue;
-        const bool hidden =
-            startsWithDot(item.name) || (!item.statFailed && hiddenList.contains(item.name));
-        if (!hidden || includeHidden)
-            listed.push_back({&item, hidden});
-    }
+    // Filtered in place: an index on the side would cost 16 MB for a million items.
+    std::erase_if(*scanned, [&](const ScannedItem& item) {
+        return skipped.contains(item.name) || (!includeHidden && isHidden(item));
+    });
     // Paths are joined as bytes: a std::filesystem::path per item would parse every one.
     std::string prefix = folder.native();
     if (!prefix.empty() && prefix.back() != '/')
         prefix += '/';
-    std::vector<Element> elements(listed.size());
-    inChunks(listed.size(), [&](size_t i) {
-        const ScannedItem& item = *listed[i].item;
+    std::vector<Element> elements(scanned->size());
+    inChunks(scanned->size(), [&](size_t i) {
+        const ScannedItem& item = (*scanned)[i];
         FileEntry& entry = entryOf(elements[i]);
         std::string& path = pathBuffer();
         path.assign(prefix).append(item.name);
         const QByteArray key = FileSorter::collationKey(
             QString::fromUtf8(item.name.data(), qsizetype(item.name.size())));
         entry.setPathBytesAndNameKey(path, view(key));
-        entry.isHidden = listed[i].hidden;
+        entry.isHidden = isHidden(item);
         fill(entry, item, item.name);
     });
     return elements;

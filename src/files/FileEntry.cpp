@@ -31,7 +31,7 @@ FileEntry::FileEntry(const FileEntry& other)
     , dateModified(other.dateModified)
     , tagSortKey(other.tagSortKey)
     , identity(other.identity)
-    , m_name(other.m_name)
+    , m_name(other.m_name ? std::make_unique<QString>(*other.m_name) : nullptr)
     , m_kind(other.m_kind)
 {
     setPathBytesAndNameKey(other.pathBytes(), other.nameKey());
@@ -60,13 +60,18 @@ std::string_view FileEntry::nameBytes() const
 
 QString FileEntry::name() const
 {
-    if (!m_name.isNull())
-        return m_name;
+    if (m_name)
+        return *m_name;
     const std::string_view path = pathBytes();
     if (path == "/")
         return QStringLiteral("/");
     const std::string_view bytes = nameBytes();
     return QString::fromUtf8(bytes.data(), qsizetype(bytes.size()));
+}
+
+void FileEntry::setName(const QString& name)
+{
+    m_name = std::make_unique<QString>(name);
 }
 
 const QString& FileEntry::kind() const

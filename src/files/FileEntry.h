@@ -43,7 +43,7 @@ struct FileEntry {
 
     // The last component as shown ("/" for the root), unless setName gave another.
     QString name() const;
-    void setName(const QString& name) { m_name = name; }
+    void setName(const QString& name);
 
     // Japanese type description, may be empty; the theme icon name for the MIME type.
     const QString& kind() const;
@@ -70,6 +70,6 @@ private:
     };
 
     std::unique_ptr<char, Free> m_bytes;
-    QString m_name; // null: made from the path
+    std::unique_ptr<QString> m_name; // rare, so kept out of line; null: made from the path
     const KindInfo* m_kind = nullptr;
 };
