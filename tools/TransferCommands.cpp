@@ -4,6 +4,7 @@
 #include "operations/FileTransfer.h"
 #include "platform/DirectoryScanner.h"
 #include "platform/FileCopierLinks.h"
+#include "platform/TreeSize.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -174,9 +175,15 @@ int runDuCommand(const std::vector<std::string>& arguments)
             status = 1;
             continue;
         }
-        const int64_t size = FileTransfer::totalSize({path});
-        total += size;
-        std::printf("%lld\t%s\n", static_cast<long long>(size),
+        const TreeSize::Measure size = TreeSize::measure(path);
+        if (!size.complete) {
+            writeError(
+                "「%s」には読み取れないフォルダがあるため、実際より大きい可能性があります。%s\n",
+                path, QString());
+            status = 1;
+        }
+        total += size.bytes;
+        std::printf("%lld\t%s\n", static_cast<long long>(size.bytes),
                     PathText::escapedName(path.native()).c_str());
     }
     if (arguments.size() > 1)

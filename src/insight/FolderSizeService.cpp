@@ -3,7 +3,6 @@
 #include "core/MainThread.h"
 #include "core/PathText.h"
 #include "core/WorkPools.h"
-#include "operations/FileTransfer.h"
 
 #include <QtConcurrent/QtConcurrentRun>
 
@@ -17,8 +16,7 @@ FolderSizeService& FolderSizeService::shared()
 
 FolderSizeService::FolderSizeService(Walk walk, QObject* parent)
     : QObject(parent)
-    , m_walk(walk ? std::move(walk)
-                  : [](const fs::path& folder) { return FileTransfer::totalSize({folder}); })
+    , m_walk(walk ? std::move(walk) : Walk(TreeSize::measure))
 {
 }
 
@@ -69,13 +67,13 @@ void FolderSizeService::startNext()
         const fs::path folder = next.folder;
         QtConcurrent::run(&WorkPools::folderSizes(), [walk = m_walk, folder] {
             return walk(folder);
-        }).then(this, [this, next = std::move(next)](int64_t size) mutable {
+        }).then(this, [this, next = std::move(next)](TreeSize::Measure size) mutable {
             finish(std::move(next), size);
         });
     }
 }
 
-void FolderSizeService::finish(Request request, int64_t size)
+void FolderSizeService::finish(Request request, TreeSize::Measure size)
 {
     m_cache[request.folder.native()] = size;
     --m_running;
@@ -97,7 +95,7 @@ void FolderSizeService::invalidate(const fs::path& path)
     }
 }
 
-std::optional<int64_t> FolderSizeService::cachedSize(const fs::path& folder) const
+std::optional<TreeSize::Measure> FolderSizeService::cachedSize(const fs::path& folder) const
 {
     const auto found = m_cache.find(folder.native());
     if (found == m_cache.end())

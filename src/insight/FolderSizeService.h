@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/TreeSize.h"
+
 #include <QObject>
 #include <cstdint>
 #include <deque>
@@ -18,8 +20,9 @@ class FolderSizeService : public QObject {
     Q_OBJECT
 public:
     using Owner = const void*; // compared only, never called
-    using Completion = std::function<void(const std::filesystem::path& folder, int64_t size)>;
-    using Walk = std::function<int64_t(const std::filesystem::path&)>;
+    using Completion =
+        std::function<void(const std::filesystem::path& folder, TreeSize::Measure size)>;
+    using Walk = std::function<TreeSize::Measure(const std::filesystem::path&)>;
     static constexpr int kMaxRunning = 2;
 
     static FolderSizeService& shared();
@@ -33,7 +36,7 @@ public:
     void cancel(Owner owner);
     // Drops the cached size of the path and of every folder above it.
     void invalidate(const std::filesystem::path& path);
-    std::optional<int64_t> cachedSize(const std::filesystem::path& folder) const;
+    std::optional<TreeSize::Measure> cachedSize(const std::filesystem::path& folder) const;
     int running() const { return m_running; }
     size_t queuedCount() const { return m_queue.size(); }
 
@@ -45,10 +48,10 @@ private:
     };
     static std::string queueKey(const std::filesystem::path& folder, Owner owner);
     void startNext();
-    void finish(Request request, int64_t size);
+    void finish(Request request, TreeSize::Measure size);
 
     Walk m_walk;
-    std::unordered_map<std::string, int64_t> m_cache;
+    std::unordered_map<std::string, TreeSize::Measure> m_cache;
     std::deque<Request> m_queue;
     // Waiting requests by folder and owner: a repeated request replaces the completion.
     // Deque elements stay put when the ends change.

@@ -108,12 +108,13 @@ public:
         : m_root(root)
     {
     }
-    int64_t run();
+    TreeSize::Measure run();
 
 private:
     struct Reader {
         std::unique_ptr<char[]> buffer{new char[kBufferSize]};
         std::vector<std::string> found;
+        bool incomplete = false;
     };
     void work();
     void startHelpers(std::unique_lock<std::mutex>& lock);
@@ -128,16 +129,17 @@ private:
     unsigned m_waiting = 0;
     unsigned m_threads = 1;
     int64_t m_total = 0;
+    bool m_complete = true;
     std::vector<std::thread> m_helpers;
 };
 
-int64_t Walk::run()
+TreeSize::Measure Walk::run()
 {
     work();
     // Nothing is pending and nobody is reading: the helpers are leaving too.
     for (std::thread& helper : m_helpers)
         helper.join();
-    return m_total;
+    return {m_total, m_complete};
 }
 
 void Walk::work()
@@ -161,6 +163,7 @@ void Walk::work()
         const int64_t size = readFolder(relative, reader);
         lock.lock();
         add(m_total, size);
+        m_complete = m_complete && !reader.incomplete;
         for (std::string& folder : reader.found)
             m_pending.push_back(std::move(folder));
         startHelpers(lock);
@@ -192,12 +195,24 @@ void Walk::startHelpers(std::unique_lock<std::mutex>& lock)
     }
 }
 
+// Gone (or replaced by something that is not a folder) since it was listed: no longer
+// part of the tree, so nothing is missing.
+bool vanished(int error)
+{
+    return error == ENOENT || error == ENOTDIR || error == ELOOP;
+}
+
 int64_t Walk::readFolder(const std::string& relative, Reader& reader) const
 {
+    reader.incomplete = false;
     if (relative.empty())
         return readEntries(m_root, relative, reader);
     FileDescriptor folder(openFolder(m_root, relative));
-    return folder.get() < 0 ? 0 : readEntries(folder.get(), relative, reader);
+    if (folder.get() < 0) {
+        reader.incomplete = !vanished(errno);
+        return 0;
+    }
+    return readEntries(folder.get(), relative, reader);
 }
 
 // Sizes of the regular files in one open folder; its subfolders go to reader.found.
@@ -215,8 +230,10 @@ int64_t Walk::readEntries(int fd, const std::string& relative, Reader& reader)
             if (type != DT_REG && type != DT_UNKNOWN)
                 return;
             struct stat st;
-            if (::fstatat(fd, name, &st, AT_SYMLINK_NOFOLLOW) != 0)
+            if (::fstatat(fd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+                reader.incomplete = reader.incomplete || errno != ENOENT;
                 return;
+            }
             if (S_ISREG(st.st_mode))
                 add(total, st.st_size);
             else if (S_ISDIR(st.st_mode))
@@ -224,6 +241,7 @@ int64_t Walk::readEntries(int fd, const std::string& relative, Reader& reader)
         });
     if (error != 0) {
         reader.found.clear();
+        reader.incomplete = !vanished(error);
         return 0;
     }
     return total;
@@ -233,19 +251,26 @@ int64_t Walk::readEntries(int fd, const std::string& relative, Reader& reader)
 
 namespace TreeSize {
 
-int64_t total(const fs::path& path)
+Measure measure(const fs::path& path)
 {
     struct stat st;
     if (::lstat(path.c_str(), &st) != 0)
-        return 0;
+        return {0, vanished(errno)};
     if (!S_ISDIR(st.st_mode))
-        return st.st_size; // a link counts its own size, never its target's
+        return {st.st_size, true}; // a link counts its own size, never its target's
     int fd;
     do {
         fd = ::openat(AT_FDCWD, path.c_str(), kFolderFlags);
     } while (fd < 0 && errno == EINTR);
     FileDescriptor root(fd);
-    return root.get() < 0 ? 0 : Walk(root.get()).run();
+    if (root.get() < 0)
+        return {0, vanished(errno)};
+    return Walk(root.get()).run();
+}
+
+int64_t total(const fs::path& path)
+{
+    return measure(path).bytes;
 }
 
 } // namespace TreeSize

@@ -36,7 +36,7 @@ struct GatedWalk {
             }
             gate.acquire();
             --inside;
-            return int64_t(folder.native().size());
+            return TreeSize::Measure{int64_t(folder.native().size())};
         };
     }
 };
@@ -45,8 +45,8 @@ struct Delivery {
     std::vector<std::pair<std::string, int64_t>> received;
     FolderSizeService::Completion completion()
     {
-        return [this](const fs::path& folder, int64_t size) {
-            received.emplace_back(folder.native(), size);
+        return [this](const fs::path& folder, TreeSize::Measure size) {
+            received.emplace_back(folder.native(), size.bytes);
         };
     }
 };
@@ -91,7 +91,7 @@ TEST(FolderSizeServiceTest, RunsTwoAtATimeInOrderAndAnswersCachedFoldersAtOnce)
 
 TEST(FolderSizeServiceTest, ChangeBelowDropsEveryEnclosingFolder)
 {
-    FolderSizeService service([](const fs::path&) { return int64_t(7); });
+    FolderSizeService service([](const fs::path&) { return TreeSize::Measure{7}; });
     Delivery delivery;
     const std::vector<fs::path> folders = {"/t/a", "/t/a/b", "/t/a/b/c", "/t/other", "/t"};
     service.request(folders, &kOwnerA, delivery.completion());
@@ -100,7 +100,7 @@ TEST(FolderSizeServiceTest, ChangeBelowDropsEveryEnclosingFolder)
     service.invalidate("/t/a/b/c/file");
     for (const char* dropped : {"/t/a/b/c", "/t/a/b", "/t/a", "/t"})
         EXPECT_FALSE(service.cachedSize(dropped)) << dropped;
-    EXPECT_EQ(service.cachedSize("/t/other"), 7);
+    EXPECT_EQ(service.cachedSize("/t/other"), TreeSize::Measure{7});
 }
 
 TEST(FolderSizeServiceTest, CancelledOwnerGetsNothingButTheSizeIsCached)
@@ -115,7 +115,7 @@ TEST(FolderSizeServiceTest, CancelledOwnerGetsNothingButTheSizeIsCached)
     ASSERT_TRUE(QTest::qWaitFor([&] { return stayed.received.size() == size_t(1); }, 5000));
     ASSERT_TRUE(QTest::qWaitFor([&] { return service.running() == 0; }, 5000));
     EXPECT_TRUE(left.received.empty());
-    EXPECT_EQ(service.cachedSize("/left"), 5);
+    EXPECT_EQ(service.cachedSize("/left"), TreeSize::Measure{5});
 
     // Coming back: the next request answers from the cache.
     service.request({"/left"}, &kOwnerA, left.completion());

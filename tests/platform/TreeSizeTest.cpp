@@ -4,6 +4,7 @@
 
 #include "platform/FileCopier.h"
 #include "support/TempDir.h"
+#include "support/ToolRun.h"
 
 #include <fcntl.h>
 #include <grp.h>
@@ -126,36 +127,51 @@ namespace {
 
 // Permissions do not apply to root, so as root the walk runs in a child that has
 // become nobody.
-int64_t totalWithoutPrivileges(const fs::path& path)
+TreeSize::Measure measureWithoutPrivileges(const fs::path& path)
 {
     if (::geteuid() != 0)
-        return TreeSize::total(path);
+        return TreeSize::measure(path);
     const passwd* nobody = ::getpwnam("nobody");
     int fds[2];
     if (!nobody || ::pipe(fds) != 0)
-        return -1;
+        return {-1, false};
     const uid_t uid = nobody->pw_uid;
     const gid_t gid = nobody->pw_gid;
     const pid_t pid = ::fork();
     if (pid == 0) {
-        int64_t size = -1;
+        TreeSize::Measure size{-1, false};
         if (::setgroups(0, nullptr) == 0 && ::setresgid(gid, gid, gid) == 0 &&
             ::setresuid(uid, uid, uid) == 0)
-            size = TreeSize::total(path);
+            size = TreeSize::measure(path);
         ::_exit(::write(fds[1], &size, sizeof size) == sizeof size ? 0 : 1);
     }
     ::close(fds[1]);
-    int64_t size = -1;
+    TreeSize::Measure size{-1, false};
     if (::read(fds[0], &size, sizeof size) != sizeof size)
-        size = -1;
+        size = {-1, false};
     ::close(fds[0]);
     ::waitpid(pid, nullptr, 0);
     return size;
 }
 
+// quillo-tool du, as nobody through setpriv when running as root.
+ToolRun duWithoutPrivileges(const TempDir& dir, const fs::path& path)
+{
+    QStringList argv{QString::fromStdString(quilloTool())};
+    if (::geteuid() == 0) {
+        const fs::path copy = dir / "quillo-tool";
+        if (!fs::exists(copy))
+            fs::copy_file(quilloTool(), copy);
+        argv = {"--reuid=nobody", "--regid=nogroup", "--clear-groups",
+                QString::fromStdString(copy.native())};
+    }
+    argv << "du" << QString::fromStdString(path.native());
+    return ::geteuid() == 0 ? runProgram("setpriv", argv) : runProgram(argv.front(), argv.mid(1));
+}
+
 } // namespace
 
-TEST(TreeSizeTest, UnreadableFoldersAreSkipped)
+TEST(TreeSizeTest, UnreadableFoldersAreSkippedAndMakeTheSizeIncomplete)
 {
     TempDir dir;
     ASSERT_EQ(::chmod(dir.path().c_str(), 0755), 0);
@@ -166,6 +182,20 @@ TEST(TreeSizeTest, UnreadableFoldersAreSkipped)
     ASSERT_EQ(::chmod((dir / "t/locked").c_str(), 0000), 0);
     ASSERT_EQ(::chmod((dir / "t/unlisted").c_str(), 0311), 0); // enterable, not listable
     ASSERT_EQ(::chmod(secret.c_str(), 0000), 0);               // its size needs no read permission
-    EXPECT_EQ(totalWithoutPrivileges(dir / "t"), 100 + 7);
-    EXPECT_EQ(totalWithoutPrivileges(dir / "t/locked"), 0);
+    const struct {
+        const char* root;
+        TreeSize::Measure expected;
+    } cases[] = {{"t", {100 + 7, false}}, {"t/locked", {0, false}}, {"t/open", {100, true}}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.root);
+        EXPECT_EQ(measureWithoutPrivileges(dir / c.root), c.expected);
+        const ToolRun du = duWithoutPrivileges(dir, dir / c.root);
+        EXPECT_EQ(du.status, c.expected.complete ? 0 : 1);
+        EXPECT_EQ(du.out, std::to_string(c.expected.bytes) + "\t" + (dir / c.root).native() + "\n");
+        EXPECT_EQ(du.err, c.expected.complete
+                              ? ""
+                              : "「" + (dir / c.root).native() +
+                                    "」には読み取れないフォルダがあるため、実際より大きい可能性が"
+                                    "あります。\n");
+    }
 }

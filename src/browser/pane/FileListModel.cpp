@@ -13,6 +13,13 @@
 #include <string>
 #include <string_view>
 
+namespace {
+
+const QString kPartialSizeToolTip =
+    QStringLiteral("読み取れないフォルダがあるため、実際より大きい可能性があります。");
+
+} // namespace
+
 FileListModel::FileListModel(QObject* parent)
     : QAbstractItemModel(parent)
 {
@@ -27,6 +34,7 @@ void FileListModel::setRoot(FileEntry rootEntry)
     m_visibleTop.clear();
     m_visibleRow.clear();
     m_reading.clear();
+    m_partialSizes.clear();
     endResetModel();
 }
 
@@ -42,6 +50,7 @@ void FileListModel::applyReading(FileNode* folder, std::vector<FileEntry> entrie
 
 void FileListModel::applyReading(FileNode* folder, FileNode::Children nodes, const FileSort& sort)
 {
+    m_sort = sort;
     setChildren(folder, std::move(nodes), sort);
     // Only now: views react to the change signals by asking canFetchMore(), and a
     // folder must not look unread while its rows are being inserted.
@@ -50,6 +59,13 @@ void FileListModel::applyReading(FileNode* folder, FileNode::Children nodes, con
 
 void FileListModel::setChildren(FileNode* folder, FileNode::Children nodes, const FileSort& sort)
 {
+    // Sizes a reading brings along come from the cache, which holds complete ones only.
+    if (!m_partialSizes.empty()) {
+        for (const auto& node : nodes) {
+            if (node->entry.size)
+                m_partialSizes.erase(std::string(node->entry.pathBytes()));
+        }
+    }
     if (folder == m_root.get() && !folder->childrenLoaded()) {
         // One reset per listing: cheaper than inserting 100,000 rows.
         beginResetModel();
@@ -84,11 +100,12 @@ void FileListModel::setChildren(FileNode* folder, FileNode::Children nodes, cons
 
 void FileListModel::applyFailure(FileNode* folder)
 {
-    applyReading(folder, FileNode::Children{}, FileSort{});
+    applyReading(folder, FileNode::Children{}, m_sort);
 }
 
 void FileListModel::resort(const FileSort& sort)
 {
+    m_sort = sort;
     if (!m_root)
         return;
     changeLayout(nullptr, [&] {
@@ -299,7 +316,8 @@ QVariant FileListModel::displayText(const FileEntry& entry, int column) const
     case FileSortKey::size:
         if (!entry.size)
             return QStringLiteral("--");
-        return QLocale().formattedDataSize(*entry.size, 1, QLocale::DataSizeSIFormat);
+        return QString((hasPartialSize(entry) ? QStringLiteral("≥ ") : QString()) +
+                       QLocale().formattedDataSize(*entry.size, 1, QLocale::DataSizeSIFormat));
     case FileSortKey::kind:
         return entry.kind();
     case FileSortKey::tags:
@@ -325,6 +343,8 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const
     case Qt::ToolTipRole:
         if (kFileColumns[size_t(index.column())].key == FileSortKey::tags)
             return TagCells::toolTip(entry);
+        if (kFileColumns[size_t(index.column())].key == FileSortKey::size)
+            return hasPartialSize(entry) ? kPartialSizeToolTip : QVariant();
         return index.column() == 0 ? gitData(entry, role) : QVariant();
     case GitStatusRole:
         return index.column() == 0 ? gitData(entry, role) : QVariant();
@@ -364,8 +384,13 @@ void FileListModel::setGitSnapshot(std::shared_ptr<const GitSnapshot> snapshot)
         announceColumn(m_root->loadedFolders(), 0, {GitStatusRole, Qt::ToolTipRole});
 }
 
-void FileListModel::setFolderSizes(const std::unordered_map<std::string, int64_t>& sizes,
-                                   const FileSort& sort)
+bool FileListModel::hasPartialSize(const FileEntry& entry) const
+{
+    return !m_partialSizes.empty() && entry.size &&
+           m_partialSizes.contains(std::string(entry.pathBytes()));
+}
+
+void FileListModel::setFolderSizes(const std::unordered_map<std::string, TreeSize::Measure>& sizes)
 {
     if (!m_root || sizes.empty())
         return;
@@ -374,8 +399,15 @@ void FileListModel::setFolderSizes(const std::unordered_map<std::string, int64_t
         bool any = false;
         for (const auto& child : folder->children()) {
             const auto found = sizes.find(std::string(child->entry.pathBytes()));
-            if (found != sizes.end() && child->entry.size != found->second) {
-                child->entry.size = found->second;
+            if (found == sizes.end())
+                continue;
+            const bool wasPartial = hasPartialSize(child->entry);
+            if (found->second.complete)
+                m_partialSizes.erase(found->first);
+            else
+                m_partialSizes.insert(found->first);
+            if (child->entry.size != found->second.bytes || wasPartial != !found->second.complete) {
+                child->entry.size = found->second.bytes;
                 any = true;
             }
         }
@@ -384,10 +416,10 @@ void FileListModel::setFolderSizes(const std::unordered_map<std::string, int64_t
     }
     if (changed.empty())
         return;
-    if (sort.key == FileSortKey::size)
-        resort(sort);
+    if (m_sort.key == FileSortKey::size)
+        resort(m_sort);
     else
-        announceColumn(changed, int(FileSortKey::size), {Qt::DisplayRole});
+        announceColumn(changed, int(FileSortKey::size), {Qt::DisplayRole, Qt::ToolTipRole});
 }
 
 void FileListModel::tagsChanged()

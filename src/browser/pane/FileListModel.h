@@ -3,6 +3,7 @@
 #include "core/FileSort.h"
 #include "files/FileNode.h"
 #include "insight/GitSnapshot.h"
+#include "platform/TreeSize.h"
 
 #include <QAbstractItemModel>
 #include <memory>
@@ -54,10 +55,9 @@ public:
     // The Git state shown per row; null outside a working tree. Rows only repaint.
     void setGitSnapshot(std::shared_ptr<const GitSnapshot> snapshot);
     const GitSnapshot* gitSnapshot() const { return m_git.get(); }
-    // Folder sizes that arrived, by standardized path; rows repaint, and re-sort
-    // when the sort is by size.
-    void setFolderSizes(const std::unordered_map<std::string, int64_t>& sizes,
-                        const FileSort& sort);
+    // Folder sizes that arrived, by standardized path; rows repaint, and re-sort by
+    // the sort in force when it is by size. An incomplete size shows as a lower bound.
+    void setFolderSizes(const std::unordered_map<std::string, TreeSize::Measure>& sizes);
     // Tags or their colours changed: the tags column and folder icons repaint.
     void tagsChanged();
 
@@ -97,6 +97,8 @@ private:
     int rowOf(const FileNode* node) const;
     QVariant displayText(const FileEntry& entry, int column) const;
     QVariant gitData(const FileEntry& entry, int role) const;
+    // The folder's shown size is a lower bound: part of its tree could not be read.
+    bool hasPartialSize(const FileEntry& entry) const;
     // dataChanged for one column of every row under each folder.
     void announceColumn(const std::vector<FileNode*>& folders, int column, const QList<int>& roles);
 
@@ -105,5 +107,7 @@ private:
     QString m_foldedFilter;
     std::vector<FileNode*> m_visibleTop; // only while filtering
     std::unordered_map<const FileNode*, int> m_visibleRow;
-    std::unordered_set<std::string> m_reading; // folder paths being read
+    std::unordered_set<std::string> m_reading;      // folder paths being read
+    FileSort m_sort;                                // the latest one applied
+    std::unordered_set<std::string> m_partialSizes; // folders whose size is a lower bound
 };

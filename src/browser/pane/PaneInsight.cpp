@@ -38,10 +38,14 @@ PaneInsight::PaneInsight(PaneState& state, FileListModel& model, QObject* parent
     , m_model(model)
 {
     // Listings take cached folder sizes as they are read; nothing is computed there.
+    // Incomplete ones come through folderRead(), which marks them as such.
     auto& cachedSize = FileNode::lookups().cachedFolderSize;
     if (!cachedSize)
-        cachedSize = [](const fs::path& folder) {
-            return FolderSizeService::shared().cachedSize(folder);
+        cachedSize = [](const fs::path& folder) -> std::optional<int64_t> {
+            const auto cached = FolderSizeService::shared().cachedSize(folder);
+            if (!cached || !cached->complete)
+                return std::nullopt;
+            return cached->bytes;
         };
     m_sizeBatch.setSingleShot(true);
     m_sizeBatch.setInterval(kSizeBatchMs);
@@ -88,13 +92,12 @@ void PaneInsight::forgetGit()
     m_model.setGitSnapshot(nullptr);
 }
 
-void PaneInsight::folderRead(FileNode* folder, const FileSort& sort)
+void PaneInsight::folderRead(FileNode* folder)
 {
     if (m_folder.empty())
         return;
     if (folder != m_model.root() && m_watcher)
         m_watcher->watchFolder(folder->entry.path());
-    m_sizeSort = sort;
     if (!Preferences::shared().calculateFolderSizes())
         return;
     std::vector<fs::path> wanted;
@@ -108,14 +111,19 @@ void PaneInsight::folderRead(FileNode* folder, const FileSort& sort)
     // generation is checked as well as the service's cancellation.
     QPointer<PaneInsight> self(this);
     const uint64_t generation = m_generation;
-    FolderSizeService::shared().request(wanted, this,
-                                        [self, generation](const fs::path& path, int64_t size) {
-                                            if (self && self->m_generation == generation)
-                                                self->sizeArrived(path, size);
-                                        });
+    FolderSizeService::shared().request(
+        wanted, this, [self, generation](const fs::path& path, TreeSize::Measure size) {
+            if (self && self->m_generation == generation)
+                self->sizeArrived(path, size);
+        });
+    // Cached sizes were answered at once: shown with the rows, not a moment later.
+    if (!m_arrivedSizes.empty()) {
+        m_sizeBatch.stop();
+        applySizes();
+    }
 }
 
-void PaneInsight::sizeArrived(const fs::path& folder, int64_t size)
+void PaneInsight::sizeArrived(const fs::path& folder, TreeSize::Measure size)
 {
     // Sizes come one walk at a time; the rows are updated (and re-sorted) in batches.
     m_arrivedSizes[folder.native()] = size;
@@ -125,7 +133,7 @@ void PaneInsight::sizeArrived(const fs::path& folder, int64_t size)
 
 void PaneInsight::applySizes()
 {
-    m_model.setFolderSizes(m_arrivedSizes, m_sizeSort);
+    m_model.setFolderSizes(m_arrivedSizes);
     m_arrivedSizes.clear();
 }
 
@@ -168,8 +176,8 @@ std::vector<fs::path> PaneInsight::touchedFolders(const std::vector<fs::path>& p
         return {};
     std::unordered_set<std::string_view> loaded;
     for (FileNode* folder : root->loadedFolders())
-        loaded.insert(std::string(folder->entry.pathBytes()));
-    loaded.insert(std::string(root->entry.pathBytes()));
+        loaded.insert(folder->entry.pathBytes());
+    loaded.insert(root->entry.pathBytes());
     std::unordered_set<std::string_view> chosen;
     std::vector<fs::path> folders;
     for (const fs::path& path : paths) {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/FileSort.h"
 #include "insight/GitSnapshot.h"
+#include "platform/TreeSize.h"
 
 #include <QObject>
 #include <QTimer>
@@ -33,7 +33,7 @@ public:
     // A location that is not a folder: nothing to watch or measure.
     void stop();
     // A folder's reading was applied: measure its subfolders, keep it watched.
-    void folderRead(FileNode* folder, const FileSort& sort);
+    void folderRead(FileNode* folder);
     void refreshGit();
 
 Q_SIGNALS:
@@ -48,7 +48,7 @@ private:
                      const std::vector<std::filesystem::path>& paths);
     std::vector<std::filesystem::path>
     touchedFolders(const std::vector<std::filesystem::path>& paths) const;
-    void sizeArrived(const std::filesystem::path& folder, int64_t size);
+    void sizeArrived(const std::filesystem::path& folder, TreeSize::Measure size);
     void applySizes();
     // No Git state: outside a working tree, or nothing known yet.
     void forgetGit();
@@ -59,8 +59,7 @@ private:
     std::filesystem::path m_folder;
     std::unique_ptr<DirectoryWatcher> m_watcher;
     uint64_t m_generation = 0; // bumped on every start/stop; late answers are dropped
-    std::unordered_map<std::string, int64_t> m_arrivedSizes;
-    FileSort m_sizeSort;
+    std::unordered_map<std::string, TreeSize::Measure> m_arrivedSizes;
     QTimer m_sizeBatch;
     bool m_gitRunning = false;
     bool m_gitAgain = false;

@@ -212,7 +212,7 @@ void PaneView::finishReading(uint64_t generation, uint64_t sequence, const fs::p
     }
     if (result) {
         m_model->applyReading(node, std::move(result->nodes), m_sort);
-        m_insight->folderRead(node, m_sort);
+        m_insight->folderRead(node);
     } else
         m_model->applyFailure(node);
     if (node == root)

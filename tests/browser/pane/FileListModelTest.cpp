@@ -1,6 +1,7 @@
 #include "browser/PaneTesting.h"
 #include "files/DirectoryReader.h"
 
+#include <QLocale>
 #include <QSignalSpy>
 #include <algorithm>
 
@@ -33,7 +34,7 @@ protected:
     }
     void readInto(FileNode* folder)
     {
-        auto entries = DirectoryReader::read(folder->entry.path, false);
+        auto entries = DirectoryReader::read(folder->entry.path(), false);
         ASSERT_TRUE(entries.has_value());
         model.applyReading(folder, std::move(*entries), FileSort{});
     }
@@ -152,3 +153,18 @@ TEST_F(FileListModelTest, ItemsInsideAFolderHiddenByTheFilterHaveNoIndex)
 }
 
 } // namespace
+
+TEST_F(FileListModelTest, IncompleteFolderSizeShowsAsALowerBoundWithTheReason)
+{
+    load();
+    const QModelIndex size = indexOf("sub").siblingAtColumn(int(FileSortKey::size));
+    const QString shown = QLocale().formattedDataSize(12'300'000, 1, QLocale::DataSizeSIFormat);
+    const std::string key = (dir / "sub").native();
+    model.setFolderSizes({{key, {12'300'000, false}}});
+    EXPECT_EQ(size.data().toString(), "≥ " + shown);
+    EXPECT_EQ(size.data(Qt::ToolTipRole).toString(),
+              "読み取れないフォルダがあるため、実際より大きい可能性があります。");
+    model.setFolderSizes({{key, {12'300'000, true}}});
+    EXPECT_EQ(size.data().toString(), shown);
+    EXPECT_FALSE(size.data(Qt::ToolTipRole).isValid());
+}

@@ -93,6 +93,19 @@ TEST_F(PaneTest, FolderSizesArriveAndFollowChangesBelow)
     Preferences::shared().setCalculateFolderSizes(true);
 }
 
+TEST_F(PaneTest, ArrivingFolderSizesKeepTheSortInForce)
+{
+    dir.file("a-small/x", std::string(10, 'x'));
+    dir.file("b-big/x", std::string(5000, 'x'));
+    Preferences::shared().setSort(FileSort{FileSortKey::size, false});
+    auto pane = openPane(dir.path());
+    // Sizes come in batches, well after the listing: this change comes first.
+    Preferences::shared().setSort(FileSort{FileSortKey::name, true});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return sizeText(*pane, dir / "b-big") == shownSize(5000); },
+                                kTimeoutMs));
+    EXPECT_EQ(rowNames(*pane->model()), QStringList({"a-small", "b-big"}));
+}
+
 TEST_F(PaneTest, GitWorkingTreeShowsStatesAndBranch)
 {
     const fs::path repo = dir.folder("repo");
