@@ -5,8 +5,10 @@
 #include "platform/AtomicFile.h"
 #include "platform/DirectoryScanner.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QObject>
+#include <QThreadPool>
 #include <QtConcurrent/QtConcurrentRun>
 #include <algorithm>
 #include <array>
@@ -41,8 +43,9 @@ QDateTime fromSeconds(double seconds)
     return QDateTime::fromMSecsSinceEpoch(std::llround(seconds * 1000.0), Qt::UTC);
 }
 
-// Short, so that another Quillo writing the file never freezes navigation.
-constexpr int busyTimeoutMs = 100;
+// The writes wait on their own thread, so another Quillo writing the file costs a
+// visit only when it holds the file this long.
+constexpr int busyTimeoutMs = 5000;
 
 // The files SQLite keeps beside the database; they belong to it and move with it.
 constexpr std::array<std::string_view, 3> companions{"-wal", "-shm", "-journal"};
@@ -155,7 +158,9 @@ SetAside setAside(const std::filesystem::path& file)
 } // namespace
 
 FolderHistory::FolderHistory(const std::filesystem::path& file)
+    : m_writer(std::make_unique<QThreadPool>())
 {
+    m_writer->setMaxThreadCount(1);
     std::error_code ignored;
     std::filesystem::create_directories(file.parent_path(), ignored);
 
@@ -178,13 +183,20 @@ FolderHistory::FolderHistory(const std::filesystem::path& file)
 
 FolderHistory::~FolderHistory()
 {
+    flush();
     sqlite3_close_v2(m_db);
 }
 
 FolderHistory& FolderHistory::shared()
 {
     // Stays open for the life of the application on purpose.
-    static auto* history = new FolderHistory(defaultFile());
+    static auto* history = [] {
+        auto* made = new FolderHistory(defaultFile());
+        // The last visits reach the file before the program ends.
+        if (auto* app = QCoreApplication::instance())
+            QObject::connect(app, &QCoreApplication::aboutToQuit, [made] { made->flush(); });
+        return made;
+    }();
     return *history;
 }
 
@@ -238,21 +250,41 @@ void FolderHistory::age()
     sqlite3_finalize(statement);
 }
 
-void FolderHistory::visit(const std::filesystem::path& folder, const QDateTime& now)
+void FolderHistory::write(std::function<void()> work)
 {
     QUILLO_ASSERT_MAIN_THREAD();
-    // One commit for the insert and the aging. The write lock is taken up front, so a
-    // busy file costs one short wait and then the visit is dropped.
+    m_cache.reset();
+    if (m_db)
+        m_writer->start(std::move(work));
+}
+
+void FolderHistory::transaction(const std::function<void()>& statements)
+{
+    // A busy file costs one wait, then the write is dropped.
     if (!run("BEGIN IMMEDIATE", {}))
         return;
-    const std::string path = PathText::standardized(folder).native();
-    run("INSERT INTO folders (path, rank, last_access) VALUES (?, 1, ?)\n"
-        "ON CONFLICT(path) DO UPDATE SET rank = rank + 1, last_access = excluded.last_access",
-        {std::string_view(path), toSeconds(now)});
-    age();
+    statements();
     if (!run("COMMIT", {}))
         run("ROLLBACK", {});
-    dropCache();
+}
+
+void FolderHistory::flush()
+{
+    m_writer->waitForDone();
+}
+
+void FolderHistory::visit(const std::filesystem::path& folder, const QDateTime& now)
+{
+    write([this, path = PathText::standardized(folder).native(), seconds = toSeconds(now)] {
+        // One commit for the insert and the aging.
+        transaction([&] {
+            run("INSERT INTO folders (path, rank, last_access) VALUES (?, 1, ?)\n"
+                "ON CONFLICT(path) DO UPDATE SET rank = rank + 1, last_access = "
+                "excluded.last_access",
+                {std::string_view(path), seconds});
+            age();
+        });
+    });
 }
 
 const std::vector<FolderHistory::Entry>& FolderHistory::entries()
@@ -263,6 +295,7 @@ const std::vector<FolderHistory::Entry>& FolderHistory::entries()
         return *m_cache;
     if (!m_db)
         return none;
+    flush();
     sqlite3_stmt* statement = nullptr;
     if (sqlite3_prepare_v2(
             m_db, "SELECT path, rank, last_access FROM folders ORDER BY rank DESC LIMIT 5000", -1,
@@ -297,10 +330,12 @@ FolderHistory::missingPaths(const std::vector<std::filesystem::path>& paths)
 
 void FolderHistory::remove(const std::vector<std::filesystem::path>& paths)
 {
-    QUILLO_ASSERT_MAIN_THREAD();
-    for (const auto& path : paths)
-        run("DELETE FROM folders WHERE path = ?", {std::string_view(path.native())});
-    dropCache();
+    write([this, paths] {
+        transaction([&] {
+            for (const auto& path : paths)
+                run("DELETE FROM folders WHERE path = ?", {std::string_view(path.native())});
+        });
+    });
 }
 
 void FolderHistory::removeMissing()
@@ -324,9 +359,7 @@ QFuture<void> FolderHistory::removeMissingAsync(QObject* context)
 
 void FolderHistory::clear()
 {
-    QUILLO_ASSERT_MAIN_THREAD();
-    run("DELETE FROM folders", {});
-    dropCache();
+    write([this] { transaction([this] { run("DELETE FROM folders", {}); }); });
 }
 
 double FolderHistory::frecency(const Entry& entry, const QDateTime& now)

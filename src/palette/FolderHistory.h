@@ -3,18 +3,23 @@
 #include <QDateTime>
 #include <QFuture>
 #include <filesystem>
+#include <functional>
 #include <initializer_list>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <variant>
 #include <vector>
 
 class QObject;
+class QThreadPool;
 struct sqlite3;
 
 // Folders the user opened, with a visit weight that decays so the palette can offer
-// frequently and recently used folders first. One SQLite table; main thread only.
-// Every failure is silent: a history that cannot be opened stays empty and inert.
+// frequently and recently used folders first. One SQLite table, used from the main
+// thread; the writes run there in order on a thread of their own, so navigating never
+// waits for the disk, and a read first waits for the writes before it. Every failure
+// is silent: a history that cannot be opened stays empty and inert.
 // A damaged database is renamed aside (never deleted) and a fresh one started.
 class FolderHistory {
 public:
@@ -45,12 +50,15 @@ public:
     const std::filesystem::path& corruptCopy() const { return m_corruptCopy; }
 
     // Records one visit of the folder (standardized lexically) at the given time, in one
-    // transaction with the aging. Waits at most a moment for another process's write;
-    // past that the visit is dropped.
+    // transaction with the aging, in the background. Waits a few seconds for another
+    // process's write; past that the visit is dropped.
     void visit(const std::filesystem::path& folder, const QDateTime& now);
 
-    // Up to 5000 entries, highest rank first. Served from memory until the next write;
-    // the reference stays valid until then.
+    // Returns once every write asked for so far is in the database.
+    void flush();
+
+    // Up to 5000 entries, highest rank first. Served from memory until the next write
+    // (then read again once the writes are done); the reference stays valid until then.
     const std::vector<Entry>& entries();
 
     // Deletes the rows of folders that no longer exist. Stats every folder on the
@@ -83,9 +91,14 @@ private:
 
     bool run(std::string_view sql, std::initializer_list<Value> bind);
     void age();
-    void dropCache() { m_cache.reset(); }
+    // Runs the statements in one transaction that takes the write lock up front: a
+    // write that had to upgrade a read would fail at once when another process writes.
+    void transaction(const std::function<void()>& statements);
+    // Queues a write after the ones before it; what is cached is stale from now on.
+    void write(std::function<void()> work);
 
     sqlite3* m_db = nullptr;
+    std::unique_ptr<QThreadPool> m_writer; // one thread: the writes keep their order
     std::filesystem::path m_corruptCopy;
     std::optional<std::vector<Entry>> m_cache;
 };
