@@ -1,18 +1,67 @@
 #include "core/AppDefaults.h"
 
+#include "core/SettingsFormat.h"
+
+#include <QCoreApplication>
+#include <QEvent>
 #include <QStandardPaths>
+#include <QThreadPool>
 
 namespace {
+
+// One thread, so the saves reach the file in the order they were asked for.
+QThreadPool& writer()
+{
+    static QThreadPool* pool = [] {
+        auto* made = new QThreadPool;
+        made->setMaxThreadCount(1);
+        // The last changes reach the file before the program ends.
+        if (auto* app = QCoreApplication::instance())
+            QObject::connect(app, &QCoreApplication::aboutToQuit, [made] { made->waitForDone(); });
+        return made;
+    }();
+    return *pool;
+}
+
+// QSettings writes its changes on the next turn of its thread's event loop; here
+// that write goes to the background writer instead of the main thread.
+class StoredSettings : public QSettings {
+public:
+    using QSettings::QSettings;
+
+protected:
+    bool event(QEvent* event) override
+    {
+        if (event->type() != QEvent::UpdateRequest)
+            return QSettings::event(event);
+        AppDefaults::save(*this);
+        return true;
+    }
+};
+
 std::unique_ptr<QSettings> g_store;
 std::unique_ptr<QSettings> g_standard;
+
 } // namespace
 
 std::unique_ptr<QSettings> AppDefaults::open(const QString& name)
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
                            QStringLiteral("/Quillo/");
-    return std::make_unique<QSettings>(folder + name + QStringLiteral(".conf"),
-                                       QSettings::IniFormat);
+    return std::make_unique<StoredSettings>(folder + name + QStringLiteral(".conf"),
+                                            SettingsFormat::format());
+}
+
+void AppDefaults::save(QSettings& settings)
+{
+    // Another object on the same file writes what this one changed.
+    writer().start(
+        [file = settings.fileName()] { QSettings(file, SettingsFormat::format()).sync(); });
+}
+
+void AppDefaults::flush()
+{
+    writer().waitForDone();
 }
 
 QSettings& AppDefaults::standard()
@@ -42,6 +91,7 @@ QSettings& AppDefaults::store()
 
 void AppDefaults::resetForTesting()
 {
+    flush();
     g_store.reset();
     g_standard.reset();
 }

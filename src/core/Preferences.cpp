@@ -82,7 +82,7 @@ void Preferences::setBool(const QString& key, bool value, bool fallback, bool di
     if (boolValue(key, fallback) == value)
         return;
     AppDefaults::store().setValue(key, value);
-    AppDefaults::store().sync();
+    AppDefaults::save(AppDefaults::store());
     if (display)
         Q_EMIT displayPreferencesChanged();
     Q_EMIT changed(key);
@@ -93,7 +93,7 @@ void Preferences::setReal(const QString& key, double value, double current)
     if (!std::isfinite(value) || value == current)
         return;
     AppDefaults::store().setValue(key, value);
-    AppDefaults::store().sync();
+    AppDefaults::save(AppDefaults::store());
     Q_EMIT changed(key);
 }
 
@@ -212,7 +212,7 @@ void Preferences::setPreviousFileHandlers(const QMap<QString, QString>& handlers
             map.insert(it.key(), it.value());
         AppDefaults::store().setValue(kPreviousHandlers, map);
     }
-    AppDefaults::store().sync();
+    AppDefaults::save(AppDefaults::store());
     Q_EMIT changed(kPreviousHandlers);
 }
 
@@ -232,7 +232,7 @@ void Preferences::setSort(const FileSort& sort)
         return;
     AppDefaults::store().setValue(kSortKey, rawValue(sort.key));
     AppDefaults::store().setValue(kSortAscending, sort.ascending);
-    AppDefaults::store().sync();
+    AppDefaults::save(AppDefaults::store());
     Q_EMIT displayPreferencesChanged();
     Q_EMIT changed(kSortKey);
 }

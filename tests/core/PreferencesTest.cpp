@@ -3,9 +3,12 @@
 #include "core/AppDefaults.h"
 #include "support/TempDir.h"
 
+#include <QLockFile>
 #include <QSignalSpy>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <semaphore>
+#include <thread>
 
 namespace fs = std::filesystem;
 
@@ -34,6 +37,7 @@ TEST(PreferencesTest, WritesOnlyTheSuiteNamedInTheEnvironment)
             qputenv("QUILLO_DEFAULTS_SUITE", c.suite);
         AppDefaults::resetForTesting();
         Preferences::shared().setShowHiddenFiles(true);
+        AppDefaults::flush();
         EXPECT_NE(readFile(settings.file(c.file)).find("showHiddenFiles=true"), std::string::npos);
         const fs::directory_iterator files(settings.file(c.file).parent_path());
         EXPECT_EQ(std::distance(begin(files), end(files)), 1);
@@ -178,6 +182,37 @@ TEST(PreferencesTest, SettersWriteAndNotifyOnlyOnChange)
     EXPECT_FALSE(prefs.checkForUpdates());
     EXPECT_DOUBLE_EQ(prefs.previewZoom(), 1.5);
     EXPECT_DOUBLE_EQ(prefs.markdownPreviewFraction(), 0.25);
+}
+
+// Changes are written on a thread of their own, in order: the main thread never
+// waits for the file, here held by another writer's lock for up to five seconds.
+TEST(PreferencesTest, SavesLeaveTheMainThreadAndKeepTheirOrder)
+{
+    const ScratchSettings settings;
+    const fs::path file = settings.file("Quillo");
+    fs::create_directories(file.parent_path());
+    std::binary_semaphore held{0}, done{0};
+    std::thread other([&] {
+        QLockFile lock(QString::fromStdString(file.native() + ".lock"));
+        lock.lock();
+        held.release();
+        (void)done.try_acquire_for(std::chrono::seconds(5));
+    });
+    held.acquire();
+    Preferences& prefs = Preferences::shared();
+    for (int i = 1; i <= 20; ++i) {
+        prefs.setShowHiddenFiles(i % 2 == 1);
+        prefs.setPreviewZoom(i);
+    }
+    EXPECT_FALSE(prefs.showHiddenFiles()) << "reads see the last change at once";
+    EXPECT_DOUBLE_EQ(prefs.previewZoom(), 20);
+    EXPECT_FALSE(fs::exists(file)) << "written on the calling thread";
+    done.release();
+    other.join();
+    AppDefaults::flush();
+    const std::string text = readFile(file);
+    EXPECT_NE(text.find("showHiddenFiles=false"), std::string::npos) << text;
+    EXPECT_NE(text.find("previewZoom=20"), std::string::npos) << text;
 }
 
 } // namespace
