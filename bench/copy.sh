@@ -85,6 +85,7 @@ rounds() { # group, then label/command pairs as "label|command"
         for pair in "$@"; do
             local label=${pair%%|*}
             if [ "$round" -eq 0 ]; then
+                rm -rf "$out" && mkdir "$out"
                 bash -c "${pair#*|}" >/dev/null 2>&1
                 rm -rf "$out" && mkdir "$out" && sync
             else
