@@ -93,13 +93,15 @@ int runWatchCommand(const std::vector<std::string>& arguments)
         return 1;
     }
     DirectoryWatcher watcher(options->folder, kLatency, printBatch);
-    if (!watcher.isWatching()) {
+    QObject::connect(&watcher, &DirectoryWatcher::ready, [&watcher, &options] {
+        if (watcher.isWatching())
+            return;
         // Readable but not watchable: the user's inotify limits are spent.
         const QString message = QStringLiteral("「") + PathText::displayName(options->folder) +
                                 QStringLiteral("」の変更を監視できません。\n");
         write(message.toStdString(), stderr);
-        return 1;
-    }
+        QCoreApplication::exit(1);
+    });
     if (options->seconds)
         QTimer::singleShot(int(std::lround(*options->seconds * 1000)), QCoreApplication::instance(),
                            &QCoreApplication::quit);

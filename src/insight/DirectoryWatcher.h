@@ -15,6 +15,9 @@ class QTimer;
 // instance per watcher: the folder and its subfolders (breadth first, up to a
 // budget, new ones added as they appear), and the folder's ancestors so that a
 // rename or deletion of the folder itself is reported as a change of the folder.
+// Every watch is added on a pool thread (a path lookup may hang on a dead mount);
+// a change of the folder made before its watch was in place is reported as a
+// change of the folder.
 // The first event after a quiet period is delivered at once; later ones are
 // gathered for `latency` seconds and delivered as one batch. A queue overflow is
 // reported as a change of the folder. The handler is called on the main thread;
@@ -48,6 +51,9 @@ private:
     void startWalk();
     void walkFinished();
     void readEvents();
+    // Events held for watches the walk was adding, and changes the walk found.
+    void flush();
+    void handle(const std::vector<std::filesystem::path>& changed);
     void gather(const std::filesystem::path& path);
     void deliver();
     void latencyPassed();

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -89,6 +90,8 @@ Result<int> Inotify::addWatch(const fs::path& folder, Scope scope, bool followLi
     mask |= scope == Scope::Contents ? kContentEvents : kSelfEvents;
     if (!followLink)
         mask |= IN_DONT_FOLLOW;
+    if (const auto observer = addWatchObserver.load())
+        observer(folder);
     const int watch = ::inotify_add_watch(m_fd.get(), folder.c_str(), mask);
     if (watch < 0)
         return std::unexpected(Error::fromErrno(errno, folder));
@@ -119,6 +122,23 @@ Result<std::vector<Inotify::Event>> Inotify::readEvents() const
         total += size_t(n);
     }
     return events;
+}
+
+int64_t Inotify::now()
+{
+    // The coarse clock is the one the kernel stamps files with, so a change made
+    // after this call never carries an earlier time.
+    timespec ts{};
+    ::clock_gettime(CLOCK_REALTIME_COARSE, &ts);
+    return int64_t(ts.tv_sec) * 1'000'000'000 + ts.tv_nsec;
+}
+
+bool Inotify::changedSince(const fs::path& folder, int64_t since)
+{
+    struct stat st;
+    if (::stat(folder.c_str(), &st) != 0)
+        return true;
+    return int64_t(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec >= since;
 }
 
 Result<std::vector<std::string>> Inotify::subfolderNames(const fs::path& folder, bool followLink)

@@ -3,6 +3,8 @@
 #include "platform/Error.h"
 #include "platform/FileDescriptor.h"
 
+#include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -46,6 +48,9 @@ public:
     // followLink a symbolic link is refused (ENOTDIR) rather than followed.
     // ENOSPC means the user's watch limit is reached.
     Result<int> addWatch(const std::filesystem::path& folder, Scope scope, bool followLink) const;
+    // Called on the calling thread before each addWatch: adding a watch resolves a
+    // path and may hang on a dead mount, so tests check which threads do it.
+    static inline std::atomic<void (*)(const std::filesystem::path& folder)> addWatchObserver{};
     void removeWatch(int watch) const;
 
     // Every event queued so far, decoded; empty when there are none. Stops after a
@@ -58,6 +63,12 @@ public:
     // loop cannot lead anywhere; followLink applies to the folder itself only.
     static Result<std::vector<std::string>> subfolderNames(const std::filesystem::path& folder,
                                                            bool followLink);
+
+    // The present on the clock that stamps files' change times, in nanoseconds.
+    static int64_t now();
+    // True when items appeared in the folder, left it or were renamed at or after
+    // `since` (a now() value), or when it cannot be examined any more.
+    static bool changedSince(const std::filesystem::path& folder, int64_t since);
 
 private:
     explicit Inotify(FileDescriptor fd)
