@@ -109,8 +109,6 @@ TEST_F(ThemeTest, ReadsAppearanceAndAccentTextLeniently)
         const auto color = expected ? std::optional(QColor(expected)) : std::nullopt;
         EXPECT_EQ(Theme::parseHex(QString::fromUtf8(text)), color) << text;
     }
-    for (const Theme::Preset& preset : Theme::presets())
-        EXPECT_TRUE(Theme::parseHex(preset.hex)) << preset.name.toStdString();
 }
 
 TEST_F(ThemeTest, MapsThePortalColorScheme)

@@ -43,12 +43,6 @@ protected:
         }
         return nullptr;
     }
-    static QStringList titles(const QMenu* menu)
-    {
-        return textsOf(menu->actions(), [](const QAction* action) {
-            return action->isSeparator() ? QStringLiteral("-") : action->text();
-        });
-    }
 };
 
 TEST_F(MainMenuTest, MenusComeInOrderWithTheirItemsAndShortcuts)
@@ -56,37 +50,17 @@ TEST_F(MainMenuTest, MenusComeInOrderWithTheirItemsAndShortcuts)
     auto window = openWindow(dir.path());
     EXPECT_EQ(textsOf(window->menuBar()->actions(), &QAction::text),
               (QStringList{"Quillo", "ファイル", "編集", "表示", "移動", "ウインドウ", "ヘルプ"}));
-    EXPECT_EQ(titles(menu(*window, "Quillo")),
-              (QStringList{"Quillo について", "アップデートを確認…", "-", "設定…",
-                           "コマンドラインツールをインストール…", "-", "Quillo を隠す", "-",
-                           "Quillo を終了"}));
-    EXPECT_EQ(titles(menu(*window, "並び順")),
-              (QStringList{"名前", "変更日", "サイズ", "種類", "タグ", "-", "降順にする"}));
-    EXPECT_EQ(titles(menu(*window, "ウインドウ")),
-              (QStringList{"しまう", "拡大／縮小", "-", "すべてを手前に移動"}));
     EXPECT_TRUE(menu(*window, "ヘルプ")->actions().isEmpty());
-    EXPECT_EQ(
-        titles(menu(*window, "移動")),
-        (QStringList{"戻る", "進む", "親フォルダ", "選択した項目を開く", "左の画面で開く",
-                     "右の画面で開く", "-", "ホーム", "デスクトップ", "書類", "ダウンロード",
-                     "アプリケーション", "-", "パスを入力…", "フォルダへ移動…", "サーバへ接続…"}));
 
+    // Second keys, punctuation, Meta, and an item whose key the list keeps for itself.
     const std::pair<const char*, QList<QKeySequence>> shortcuts[] = {
-        {"新規ウィンドウ", {keys("Ctrl+N")}},
-        {"名前を変更", {keys("F2")}},
         {"ゴミ箱に入れる", {keys("Ctrl+Backspace"), keys("Del")}},
         {"すぐに削除…", {keys("Ctrl+Alt+Backspace"), keys("Shift+Del")}},
-        {"反対側の画面へ移動", {keys("F6")}},
         {"お気に入りに追加", {keys("Meta+Ctrl+T")}},
-        {"パスをコピー（~ 形式）", {keys("Ctrl+Alt+Shift+C")}},
         {"隠しファイルを表示", {keys("Ctrl+Shift+.")}},
-        {"タグ", {keys("Meta+Ctrl+5")}},
         {"プレビューを拡大（Ctrl+=）", {keys("Ctrl+=")}},
         {"下に分ける", {keys("Ctrl+Alt+Shift+\\")}},
         {"親フォルダ", {keys("Ctrl+Up"), keys("Alt+Up")}},
-        {"右の画面で開く", {keys("Ctrl+Alt+Right")}},
-        {"ダウンロード", {keys("Ctrl+Alt+L")}},
-        {"設定…", {keys("Ctrl+,")}},
         {"次の画面へ切り替え（Tab）", {}},
     };
     for (const auto& [title, expected] : shortcuts) {

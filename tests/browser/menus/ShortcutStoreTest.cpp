@@ -140,22 +140,6 @@ TEST_F(ShortcutStoreTest, ASecondShortcutGivesWayToAChosenOne)
     EXPECT_EQ(menuItem(*window, kBack)->shortcuts(), (QList{keys("Ctrl+["), keys("Alt+Left")}));
 }
 
-TEST_F(ShortcutStoreTest, ListsItemsInMenuOrderWithTheirMenus)
-{
-    auto window = openWindow();
-    const std::vector<ShortcutStore::Item> items = store.items();
-    ASSERT_FALSE(items.empty());
-    EXPECT_EQ(items.front().identifier, "orderFrontStandardAboutPanel:|Quillo について");
-    EXPECT_EQ(items.back().identifier, "arrangeInFront:|すべてを手前に移動");
-    const auto size = std::find_if(items.begin(), items.end(), [](const auto& entry) {
-        return entry.identifier == "sortBy:|サイズ";
-    });
-    ASSERT_NE(size, items.end());
-    EXPECT_EQ(size->menuPath, "表示 › 並び順");
-    EXPECT_EQ(size->title, "サイズ");
-    EXPECT_EQ(size->combo, combo("Meta+Ctrl+3"));
-}
-
 TEST_F(ShortcutStoreTest, TheSettingsPageRecordsTheNextKeyPress)
 {
     auto window = openWindow();
