@@ -2,6 +2,7 @@
 
 #include "core/PathText.h"
 #include "core/Preferences.h"
+#include "core/WorkPools.h"
 #include "files/FileSorter.h"
 #include "platform/FileBookmark.h"
 #include "tags/MovedItemSearch.h"
@@ -428,7 +429,9 @@ void TagStore::resolveMovedItems(std::function<void(int)> done)
             records.push_back({item.path, *item.bookmark});
     }
     std::vector<Path> folders = m_searchFolders ? m_searchFolders() : std::vector<Path>{};
-    QtConcurrent::run([records = std::move(records), folders = std::move(folders)] {
+    // A search walks whole trees: long work, kept off the pool that lists folders.
+    QtConcurrent::run(&WorkPools::fileIndex(), [records = std::move(records),
+                                                folders = std::move(folders)] {
         return MovedItemSearch::search(records, folders);
     }).then(this, [this, done = std::move(done)](const std::vector<MovedItemSearch::Found>& found) {
         const int count = applyFound(found);
