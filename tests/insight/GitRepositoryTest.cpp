@@ -118,8 +118,7 @@ TEST_F(GitRepositoryTest, NoSnapshotWhenGitCannotAnswer)
 TEST_F(GitRepositoryTest, RepositoryConfigCannotRunAProgram)
 {
     const fs::path marker = scratch / "marker";
-    const fs::path hook =
-        scratch.file("hook.sh", "#!/bin/sh\ntouch '" + marker.native() + "'\n");
+    const fs::path hook = scratch.file("hook.sh", "#!/bin/sh\ntouch '" + marker.native() + "'\n");
     ASSERT_EQ(::chmod(hook.c_str(), 0755), 0);
     const QString program = QString::fromStdString(hook.native());
     scratch.file("repo/a.txt", "1\n");
@@ -135,27 +134,33 @@ TEST_F(GitRepositoryTest, RepositoryConfigCannotRunAProgram)
               0);
     commitAll();
 
+    // A hook that git runs when status writes the index it refreshed.
+    const fs::path hooks = scratch.folder("hooks");
+    fs::copy_file(hook, hooks / "post-index-change");
+    const QString hooksPath = QString::fromStdString(hooks.native());
+
+    using Settings = std::vector<std::pair<QString, QString>>;
     const struct {
         const char* name;
         fs::path repository; // whose configuration names the program
-        QStringList config;
+        Settings config;
         std::string attributes;
     } cases[] = {
-        {"fsmonitor", repo, {"core.fsmonitor"}, ""},
-        {"clean filter", repo, {"filter.evil.clean"}, "* filter=evil\n"},
-        {"process filter", repo, {"filter.evil.process"}, "* filter=evil\n"},
+        {"fsmonitor", repo, {{"core.fsmonitor", program}}, ""},
+        {"hooks", repo, {{"core.hooksPath", hooksPath}}, ""},
+        {"clean filter", repo, {{"filter.evil.clean", program}}, "* filter=evil\n"},
+        {"process filter", repo, {{"filter.evil.process", program}}, "* filter=evil\n"},
         {"required filter, dotted name",
          repo,
-         {"filter.my.evil.clean", "filter.my.evil.required"},
+         {{"filter.my.evil.clean", program}, {"filter.my.evil.required", "true"}},
          "* filter=my.evil\n"},
-        {"submodule filter", repo / "sub", {"filter.evil.clean"}, "* filter=evil\n"},
+        {"submodule filter", repo / "sub", {{"filter.evil.clean", program}}, "* filter=evil\n"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const fs::path gitDir = c.repository == repo ? repo / ".git" : repo / ".git/modules/sub";
-        ASSERT_EQ(runGit(c.repository, {"config", c.config[0], program}), 0);
-        if (c.config.size() > 1)
-            ASSERT_EQ(runGit(c.repository, {"config", c.config[1], "true"}), 0);
+        for (const auto& [key, value] : c.config)
+            ASSERT_EQ(runGit(c.repository, {"config", key, value}), 0);
         fs::create_directories(gitDir / "info");
         std::ofstream(gitDir / "info/attributes") << c.attributes;
         // A new time makes status read the contents again.
@@ -168,9 +173,8 @@ TEST_F(GitRepositoryTest, RepositoryConfigCannotRunAProgram)
 
         EXPECT_TRUE(GitRepository::snapshot(repo));
         EXPECT_FALSE(fs::exists(marker));
-        ASSERT_EQ(
-            runGit(c.repository, {"config", "--remove-section", c.config[0].section('.', 0, -2)}),
-            0);
+        for (const auto& [key, value] : c.config)
+            ASSERT_EQ(runGit(c.repository, {"config", "--unset", key}), 0);
         fs::remove(gitDir / "info/attributes");
     }
 }
