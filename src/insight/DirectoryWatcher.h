@@ -33,9 +33,10 @@ public:
                      int budget = kDefaultBudget, QObject* parent = nullptr);
     ~DirectoryWatcher() override;
 
-    // Watches this folder (not its subtree) even when the budget is spent: the
-    // pane's expanded folders must always follow the disk.
+    // Watches this folder (not its subtree) even when the budget is spent, as soon
+    // as the walk gets to it: the pane's expanded folders must always follow the disk.
     void watchFolder(const std::filesystem::path& folder);
+    // True once the folder's own watch is in place; false for good when it cannot be.
     bool isWatching() const;
     // Folders watched so far, ancestors not counted.
     int watchedFolderCount() const;
@@ -43,7 +44,7 @@ public:
     bool isReady() const;
 
 Q_SIGNALS:
-    // The initial walk of the subtree finished (the root is watched from the start).
+    // The initial walk of the subtree finished; isWatching() is settled by then.
     void ready();
 
 private:
