@@ -5,10 +5,8 @@
 #include "support/TempDir.h"
 #include "support/ToolRun.h"
 
-#include <QProcess>
 #include <acl/libacl.h>
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <functional>
@@ -26,11 +24,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-ToolRun run(const QString& program, const QStringList& arguments)
-{
-    return runProgram(program, arguments);
-}
-
 QString arg(const fs::path& path)
 {
     return QString::fromLocal8Bit(path.native().c_str());
@@ -42,7 +35,7 @@ QString arg(const fs::path& path)
 std::vector<std::string> listing(const fs::path& root)
 {
     const std::string out =
-        run("find", {arg(root), "-printf", "%y %M %u %g %T@ %l\\001%P\\002%s\\000"}).out;
+        runProgram("find", {arg(root), "-printf", "%y %M %u %g %T@ %l\\001%P\\002%s\\000"}).out;
     std::vector<std::string> lines;
     for (size_t start = 0, end; (end = out.find('\0', start)) != std::string::npos;
          start = end + 1) {
@@ -201,13 +194,6 @@ Result<void> copyCancelledOnFirstBytes(const fs::path& from, const fs::path& to,
     return result;
 }
 
-std::string toolPath()
-{
-    if (const char* path = std::getenv("QUILLO_TOOL"))
-        return path;
-    return (fs::read_symlink("/proc/self/exe").parent_path() / "quillo-tool").native();
-}
-
 // Root reads and removes anything, so as root the permission cases run quillo-tool as
 // nobody, which needs the scratch folder and a copy of the tool within its reach; else
 // `direct` runs. Either way the failure names `path`.
@@ -220,10 +206,10 @@ void expectAccessDenied(const TempDir& scratch, const QStringList& toolArguments
         EXPECT_EQ(r.error(), Error::fromErrno(EACCES, path));
         return;
     }
-    if (!fs::exists(toolPath()))
+    if (!fs::exists(quilloTool()))
         GTEST_SKIP() << "quillo-tool is not built; as root only it can run as nobody";
     const fs::path tool = scratch / "quillo-tool";
-    fs::copy_file(toolPath(), tool);
+    fs::copy_file(quilloTool(), tool);
     ::chmod(scratch.path().c_str(), 0755);
     // Its own data folder, where it keeps its staging journal.
     const fs::path data = scratch.folder("nobody-data");
@@ -249,7 +235,7 @@ TEST(FileCopierTest, CopyKeepsWhatCpArchiveKeeps)
     const auto original = listing(tree);
     RecordingObserver observer;
     ASSERT_TRUE(FileCopier::copyTree(tree, dir / "ours", observer));
-    ASSERT_EQ(run("cp", {"-a", arg(tree), arg(dir / "theirs")}).status, 0);
+    ASSERT_EQ(runProgram("cp", {"-a", arg(tree), arg(dir / "theirs")}).status, 0);
 
     const auto ours = listing(dir / "ours");
     EXPECT_EQ(ours, listing(dir / "theirs")) << "against cp -a";
