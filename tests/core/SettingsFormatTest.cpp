@@ -89,7 +89,7 @@ TEST(SettingsFormatTest, DamagedFileIsSetAsideBeforeTheFirstWriteAndItsKeysStill
     };
     const std::string good = "[General]\n; a comment\n\nshowHiddenFiles=true\n";
     const Case cases[] = {
-        {nullptr, good + "[sidebar]\nwidth=200\n", false},
+        {nullptr, good + "[sidebar]\r\nwidth = 200 ; a note\r\n", false},
         {nullptr, good + "this line is garbage\n[sidebar]\nwidth=200\n", true},
         {"Work", good + "[sidebar\nwidth=200\n", true},
         {nullptr, good + "=no key\n[sidebar]\nwidth=200\n", true},
