@@ -107,20 +107,6 @@ TEST_F(SidebarModelTest, TagTreeShowsRootsWithChildrenAndColouredDots)
     EXPECT_EQ(client.data(Qt::ToolTipRole).toString(), "Work/Client");
 }
 
-TEST_F(SidebarModelTest, TagSectionShowsItsItemsAndADeletedTagsTitle)
-{
-    const Tag tag = *tags.createTag("Project");
-    const fs::path folder = dir.folder("plans");
-    tags.assign(tag.id, {folder});
-    store->addTagSection(tag.id);
-    EXPECT_EQ(children("Project"), QStringList{"plans"});
-
-    tags.deleteTag(tag.id);
-    EXPECT_FALSE(header("Project").isValid());
-    EXPECT_TRUE(header("（削除されたタグ）").isValid());
-    EXPECT_TRUE(children("（削除されたタグ）").isEmpty());
-}
-
 TEST_F(SidebarModelTest, FavouritesFollowAddAndRemoveWithoutResetsForNothing)
 {
     const fs::path a = dir.folder("a");
