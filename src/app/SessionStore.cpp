@@ -187,5 +187,5 @@ void SessionStore::save(const std::vector<SavedWindow>& windows)
 {
     QSettings& settings = AppDefaults::standard();
     settings.setValue(QLatin1String(kKey), encode(windows));
-    settings.sync();
+    AppDefaults::save(settings);
 }
