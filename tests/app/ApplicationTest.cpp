@@ -109,11 +109,8 @@ TEST_F(ApplicationTest, NothingRestorableStartsWithOneHomeWindow)
     fs::create_directory(dir / "gone");
     const SavedWindow deleted{"{{0, 0}, {800, 600}}", {PaneLayout::onePane(text(dir / "gone"))}, 0};
     fs::remove(dir / "gone");
-    const QByteArray noSelectedIndex =
-        QByteArray(R"([{"frame":"{{0, 0}, {800, 600}}","tabs":[{"paths":[")") +
-        text(dir / "a").toUtf8() + R"("],"activeIndex":0}]}])";
-    const std::vector<QByteArray> sessions{SessionStore::encode({deleted}), noSelectedIndex,
-                                           "garbage", QByteArray()};
+    // The session store's own test has every kind of flaw; one of each way here.
+    const std::vector<QByteArray> sessions{SessionStore::encode({deleted}), "garbage"};
     for (const QByteArray& session : sessions) {
         AppDefaults::standard().setValue(SessionStore::kKey, session);
         EXPECT_FALSE(app.restoreSession()) << session.constData();

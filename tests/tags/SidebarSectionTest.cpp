@@ -40,9 +40,6 @@ TEST(SidebarSectionTest, ParsesEveryFormAndNothingElse)
         EXPECT_EQ(parsed, c.section);
         EXPECT_EQ(parsed ? parsed->id() : QString(), c.id);
     }
-    EXPECT_EQ(
-        SidebarSection::defaultOrder(),
-        (QList{SidebarSection::favorites(), SidebarSection::tags(), SidebarSection::locations()}));
 }
 
 TEST(SidebarItemTest, RecordsRoundTripForEveryKindOfItem)
