@@ -1,5 +1,7 @@
 #include "core/WorkPools.h"
 
+#include <QCoreApplication>
+
 namespace {
 
 // Made on first use and left to the end of the program: a pool that is destroyed
@@ -25,7 +27,13 @@ QThreadPool& folderSizes()
 QThreadPool& transfers()
 {
     // Several operations may run side by side; each runs one step at a time.
-    static QThreadPool& jobs = pool(4);
+    static QThreadPool& jobs = []() -> QThreadPool& {
+        QThreadPool& made = pool(4);
+        // A step under way ends before the program does, as on Qt's own pool; walks
+        // and searches are simply dropped.
+        qAddPostRoutine([] { transfers().waitForDone(); });
+        return made;
+    }();
     return jobs;
 }
 
