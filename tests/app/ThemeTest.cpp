@@ -90,7 +90,6 @@ TEST_F(ThemeTest, ReadsAppearanceAndAccentTextLeniently)
         {QStringLiteral("system"), Theme::Appearance::system},
         {QStringLiteral("Dark"), Theme::Appearance::system},
         {QStringLiteral("sepia"), Theme::Appearance::system},
-        {QString(), Theme::Appearance::system},
         {QVariant(), Theme::Appearance::system},
         {QVariant(2), Theme::Appearance::system},
     };

@@ -4,6 +4,7 @@
 #include "palette/CommandUsage.h"
 #include "palette/FolderHistory.h"
 #include "palette/Romaji.h"
+#include "support/Lists.h"
 #include "support/TempDir.h"
 
 #include <QTest>
@@ -36,10 +37,7 @@ std::vector<PaletteCommand> someCommands()
 
 QStringList titles(const PaletteModel& model)
 {
-    QStringList list;
-    for (const PaletteItem& item : model.items())
-        list << item.title;
-    return list;
+    return textsOf(model.items(), &PaletteItem::title);
 }
 
 class PaletteModelTest : public ::testing::Test {

@@ -5,6 +5,7 @@
 #include "core/PathText.h"
 #include "operations/FileClipboard.h"
 #include "support/FakeVolumes.h"
+#include "support/Lists.h"
 #include "tags/SidebarStore.h"
 #include "tags/TagStore.h"
 
@@ -76,9 +77,7 @@ TEST_F(SidebarModelTest, SectionsFollowTheStoreOrderAndLeaveHiddenOnesOut)
 
 TEST_F(SidebarModelTest, LocationsShowPlacesThenVolumesWithEjectableOnesMarked)
 {
-    QStringList expected;
-    for (const SidebarItem& place : store->places())
-        expected << place.displayName();
+    const QStringList expected = textsOf(store->places(), &SidebarItem::displayName);
     ASSERT_TRUE(expected.contains("ルート"));
     EXPECT_EQ(children("場所"), expected + QStringList({"STICK", "data"}));
     const int stick = int(expected.size());
@@ -94,9 +93,7 @@ TEST_F(SidebarModelTest, TagTreeShowsRootsWithChildrenAndColouredDots)
 {
     const Tag work = *tags.createTag("Work/Client", QStringLiteral("#FF0000"));
     const QModelIndex tagsHeader = header("タグ");
-    QStringList roots;
-    for (const Tag& tag : tags.rootTags())
-        roots << tag.leafName();
+    const QStringList roots = textsOf(tags.rootTags(), &Tag::leafName);
     EXPECT_EQ(rowNames(*model, tagsHeader), roots);
     const QModelIndex workRow = model->index(int(roots.indexOf("Work")), 0, tagsHeader);
     EXPECT_EQ(rowNames(*model, workRow), QStringList{"Client"});
