@@ -42,12 +42,25 @@ protected:
 std::unique_ptr<QSettings> g_store;
 std::unique_ptr<QSettings> g_standard;
 
+// Whatever is still unsaved is written while the application object goes, not
+// later among the static destructors, when its folders may be gone.
+void saveBeforeExit()
+{
+    AppDefaults::flush();
+    for (QSettings* settings : {g_store.get(), g_standard.get()}) {
+        if (settings)
+            settings->sync();
+    }
+}
+
 } // namespace
 
 std::unique_ptr<QSettings> AppDefaults::open(const QString& name)
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
                            QStringLiteral("/Quillo/");
+    static const bool registered = (qAddPostRoutine(saveBeforeExit), true);
+    Q_UNUSED(registered);
     return std::make_unique<StoredSettings>(folder + name + QStringLiteral(".conf"),
                                             SettingsFormat::format());
 }
