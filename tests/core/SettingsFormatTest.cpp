@@ -31,6 +31,9 @@ const QSettings::SettingsMap& awkwardValues()
         {"punctuation", "a;b,c=d \"quoted\" back\\slash"},
         {"lines", "one\ntwo\tthree\x01"},
         {"at", "@not a type"},
+        {"nul", QString::fromUtf8("a\0"
+                                  "1f",
+                                  4)}, // an escape followed by hex digits
         {"unicode", QString::fromUtf8("日本語 😀")},
         {"number", 42},
         {"real", 0.25},
