@@ -1,6 +1,7 @@
 #include "tags/TagStore.h"
 
 #include "core/Preferences.h"
+#include "support/Lists.h"
 #include "support/TempDir.h"
 
 #include <QJsonArray>
@@ -16,10 +17,7 @@ namespace {
 
 QStringList names(const QList<Tag>& tags)
 {
-    QStringList out;
-    for (const Tag& t : tags)
-        out << t.name;
-    return out;
+    return textsOf(tags, &Tag::name);
 }
 
 QJsonObject savedJson(TagStore& store)
@@ -239,16 +237,15 @@ TEST_F(TagStoreTest, FileIsPrettySortedAndRoundTrips)
     const Tag t = *store.createTag(QStringLiteral("t"), QStringLiteral("#123456"));
     const fs::path b = dir.file("b"), a = dir.file("a"), emoji = dir.file("\xF0\x9F\x98\x80");
     const fs::path pua = dir.file("\xEE\x80\x80"); // U+E000 sorts before U+1F600
-    store.assign(t.id, {b, emoji, a, pua});
+    const fs::path ab = dir.file("ab");            // a prefix sorts first
+    store.assign(t.id, {b, emoji, ab, a, pua});
     store.waitForSaved();
     const std::string text = readFile(file);
     EXPECT_NE(text.find("\n    \"items\": ["), std::string::npos);
     const QJsonArray items = savedJson(store).value(QLatin1String("items")).toArray();
-    QStringList paths;
-    for (const QJsonValue& v : items)
-        paths << v.toObject().value(QLatin1String("path")).toString();
-    EXPECT_EQ(paths, (QStringList{TagStore::key(a), TagStore::key(b), TagStore::key(pua),
-                                  TagStore::key(emoji)}));
+    EXPECT_EQ(textsOf(items, [](const QJsonValue& v) { return v["path"].toString(); }),
+              (QStringList{TagStore::key(a), TagStore::key(ab), TagStore::key(b),
+                           TagStore::key(pua), TagStore::key(emoji)}));
     TagStore reread(file);
     EXPECT_EQ(reread.tags(), store.tags());
     EXPECT_EQ(reread.explicitTags(emoji).size(), 1);
@@ -267,22 +264,20 @@ TEST_F(TagStoreTest, UnreadableFileIsKeptAsideAndGivesFavoritesOnly)
         {"binary", std::string("\0\xFF\x01", 3)},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         TempDir scratch;
         const fs::path path = scratch.file("tags.json", c.contents);
         {
             TagStore store(path);
-            EXPECT_EQ(names(store.tags()), QStringList{QStringLiteral("お気に入り")}) << c.name;
+            EXPECT_EQ(names(store.tags()), QStringList{QStringLiteral("お気に入り")});
             EXPECT_TRUE(store.createdFavoritesTag());
         }
-        int kept = 0;
-        for (const auto& entry : fs::directory_iterator(scratch.path())) {
-            if (entry.path().filename().native().starts_with("tags.json.corrupt-")) {
-                ++kept;
-                EXPECT_EQ(readFile(entry.path()), c.contents) << c.name;
-            }
-        }
-        EXPECT_EQ(kept, 1) << c.name;
-        EXPECT_TRUE(TagStore(path).tag(TagStore::favoritesID)) << c.name;
+        std::vector<std::string> kept;
+        for (const auto& entry : fs::directory_iterator(scratch.path()))
+            if (entry.path().filename().native().starts_with("tags.json.corrupt-"))
+                kept.push_back(readFile(entry.path()));
+        EXPECT_EQ(kept, std::vector<std::string>{c.contents});
+        EXPECT_TRUE(TagStore(path).tag(TagStore::favoritesID));
     }
 }
 
