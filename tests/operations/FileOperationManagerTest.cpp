@@ -5,6 +5,7 @@
 #include "operations/FileOperation.h"
 #include "operations/OperationsStore.h"
 #include "platform/FileCopier.h"
+#include "support/Lists.h"
 #include "support/TempDir.h"
 
 #include <QTest>
@@ -40,13 +41,7 @@ public:
             answers.pop_front();
         QTimer::singleShot(0, [done, answer] { done(answer); });
     }
-    QStringList messages() const
-    {
-        QStringList list;
-        for (const Alert& alert : shown)
-            list << alert.message;
-        return list;
-    }
+    QStringList messages() const { return textsOf(shown, &Alert::message); }
 };
 
 // Every path below the folder with the contents of its files ("/" for folders).
@@ -248,11 +243,9 @@ TEST_F(FileOperationManagerTest, ReplaceSendsTheOldItemToTheTrashAndUndoRestores
               Paths{dir / "dst/a"});
     EXPECT_EQ(readFile(dir / "dst/a"), "new");
     EXPECT_FALSE(fs::exists(dir / "src/a"));
-    const fs::path trash = PathText::homeFolder() / "data/Trash/files";
-    bool oldInTrash = false;
-    for (const auto& entry : fs::directory_iterator(trash))
-        oldInTrash |= readFile(entry.path()) == "old";
-    EXPECT_TRUE(oldInTrash);
+    EXPECT_TRUE(std::ranges::any_of(
+        fs::directory_iterator(PathText::homeFolder() / "data/Trash/files"),
+        [](const fs::directory_entry& entry) { return readFile(entry.path()) == "old"; }));
     EXPECT_EQ(manager.undoStack().undoText(), "移動");
 
     undoOrRedo(true);
@@ -279,10 +272,9 @@ TEST_F(FileOperationManagerTest, FailedOrChangedItemsAreReportedAndTheRestContin
     sources.push_back({dir / "y", std::nullopt});
 
     EXPECT_EQ(transfer(sources, dir / "dst", TransferMode::copy), Paths{dir / "dst/y"});
-    ASSERT_EQ(prompter->shown.size(), 2u);
-    EXPECT_EQ(prompter->shown[0].message, "「x」は変更されたため、処理しませんでした。");
-    EXPECT_EQ(prompter->shown[1].message, "「missing」をコピーできませんでした。");
-    EXPECT_EQ(prompter->shown[1].informativeText, "ファイルまたはフォルダが見つかりません。");
+    EXPECT_EQ(prompter->messages(), (QStringList{"「x」は変更されたため、処理しませんでした。",
+                                                 "「missing」をコピーできませんでした。"}));
+    EXPECT_EQ(prompter->shown.at(1).informativeText, "ファイルまたはフォルダが見つかりません。");
 
     prompter->shown.clear();
     EXPECT_TRUE(trash(seen).empty());
@@ -317,10 +309,9 @@ TEST_F(FileOperationManagerTest, ImmediateDeletionAsksWithReturnOnCancel)
     const auto both = items({dir / "one", dir / "two"});
     EXPECT_TRUE(deleteNow(both).empty()); // Return
     EXPECT_TRUE(deleteNow({both[0]}).empty());
-    ASSERT_EQ(prompter->shown.size(), 2u);
-    const Alert& alert = prompter->shown[0];
-    EXPECT_EQ(alert.message, "2 項目をすぐに削除しますか？");
-    EXPECT_EQ(prompter->shown[1].message, "「one」をすぐに削除しますか？");
+    EXPECT_EQ(prompter->messages(),
+              (QStringList{"2 項目をすぐに削除しますか？", "「one」をすぐに削除しますか？"}));
+    const Alert& alert = prompter->shown.at(0);
     EXPECT_EQ(alert.informativeText, "ゴミ箱を使わずに削除します。この操作は取り消せません。");
     EXPECT_EQ(alert.buttons, (QStringList{"削除", "キャンセル"}));
     EXPECT_EQ(alert.buttons.value(alert.defaultButton), "キャンセル");
@@ -384,10 +375,9 @@ TEST_F(FileOperationManagerTest, EveryOperationUndoesAndRedoes)
     EXPECT_FALSE(renamed("b", "B"));
     EXPECT_FALSE(renamed("b", "x/y"));
     ASSERT_EQ(prompter->shown.size(), 3u);
-    EXPECT_EQ(prompter->shown[0].message,
-              "「README」という名前はすでに使われています。別の名前を選んでください。");
-    EXPECT_EQ(prompter->shown[1].message,
-              "「B」という名前はすでに使われています。別の名前を選んでください。");
+    EXPECT_EQ(prompter->messages().mid(0, 2),
+              (QStringList{"「README」という名前はすでに使われています。別の名前を選んでください。",
+                           "「B」という名前はすでに使われています。別の名前を選んでください。"}));
     EXPECT_FALSE(prompter->shown[2].message.isEmpty()); // the naming rules' own message
     EXPECT_EQ(readFile(dir / "b"), "b");
 }
