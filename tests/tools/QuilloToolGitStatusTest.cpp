@@ -15,7 +15,7 @@ ToolRun gitStatus(const fs::path& folder)
 
 } // namespace
 
-TEST(QuilloToolGitStatusTest, PrintsBranchThenSortedEntries)
+TEST(QuilloToolGitStatusTest, PrintsBranchThenSortedEntriesOrFails)
 {
     TempDir scratch;
     const fs::path repo = scratch.folder("repo");
@@ -39,11 +39,8 @@ TEST(QuilloToolGitStatusTest, PrintsBranchThenSortedEntries)
                      "untracked\ta/bad\\xff\n"
                      "untracked\ttab\\x09here\n"
                      "modified\tz.txt\n");
-}
 
-TEST(QuilloToolGitStatusTest, OutsideAWorkingTreeOrOnBadUsage)
-{
-    TempDir scratch;
+    // Outside a working tree, and on bad usage.
     const ToolRun outside = gitStatus(scratch.folder("plain"));
     EXPECT_EQ(outside.status, 1);
     EXPECT_EQ(outside.out, "");
