@@ -1,5 +1,7 @@
 #include "insight/DirectoryWatcherState.h"
 
+#include "platform/DirectoryScanner.h"
+
 #include <QThreadPool>
 #include <cerrno>
 
@@ -77,10 +79,21 @@ void DirectoryWatcher::State::watchRoot(int64_t since, std::unique_lock<std::mut
 {
     bool limitReached = false;
     Watch* watch = watchContents(root, true, false, limitReached, lock);
-    if (!watch)
-        return; // not followed at all: isWatching() stays false
+    if (!watch) {
+        // Not followed at all (isWatching() stays false). A folder removed before
+        // its watch could be added is still told, as a change of the root.
+        lock.unlock();
+        const bool gone = !DirectoryScanner::isDirectory(root);
+        lock.lock();
+        if (gone) {
+            lateChanges.push_back(root);
+            postFlush();
+        }
+        return;
+    }
     watch->queued = true;
     rootWatch = contentWatches.at(root.native());
+    rootRequested = since;
     pending.push_back({root, false});
     watchAncestors(lock);
     // Whatever happened between the request and the watch is in no event.
@@ -234,6 +247,14 @@ bool DirectoryWatcher::State::watchSubfolders(const PendingFolder& parent,
         }
         if (!watch->queued || parent.again) {
             watch->queued = true;
+            // Changed after the pane asked and before this watch began: in no event.
+            lock.unlock();
+            const bool changed = Inotify::changedSince(child, rootRequested);
+            lock.lock();
+            if (changed) {
+                lateChanges.push_back(child);
+                postFlush();
+            }
             pending.push_back({std::move(child), parent.again});
         }
     }

@@ -83,6 +83,7 @@ struct DirectoryWatcher::State {
     // Folders inside the tree by path, sorted so that a subtree is one range.
     std::map<std::string, int> contentWatches;
     int rootWatch = -1;
+    int64_t rootRequested = 0; // when the root was asked for, on the files' clock
     std::deque<WatchRequest> requests;
     std::deque<PendingFolder> pending;
     uint64_t addsStarted = 0;

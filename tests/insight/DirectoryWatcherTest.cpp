@@ -115,6 +115,11 @@ TEST_F(DirectoryWatcherTest, FolderDeletedOrRenamedAwayIsReportedAsTheFolder)
         c.act(base);
         EXPECT_TRUE(batches.waitFor(shown.parent_path()));
     }
+    // Gone before the pool could add its watch: the pane must still learn it.
+    const fs::path early = scratch.folder("early/shown");
+    fs::remove(early);
+    const DirectoryWatcher watcher(early, 0.05, batches.handler());
+    EXPECT_TRUE(batches.waitFor(early));
 }
 
 TEST_F(DirectoryWatcherTest, ChangesDeepBelowArriveWithTheirPaths)

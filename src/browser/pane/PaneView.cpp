@@ -153,6 +153,8 @@ void PaneView::navigate(const Location& target, const std::optional<fs::path>& s
     m_latestRead.clear();
     m_model->setRoot(rootEntry(target));
     m_pendingSelection.reset();
+    m_relocateAfterReading.reset();
+    m_rootWasRead = false;
     if (select)
         m_pendingSelection = PendingSelection{
             {PathText::standardized(*select)}, QDeadlineTimer(kPendingSelectionMs), false};
@@ -239,6 +241,9 @@ void PaneView::finishRootReading(const fs::path& folder, const Error* error)
         m_state->setError(std::nullopt);
         m_stack->setCurrentWidget(m_list);
     }
+    m_rootWasRead = m_rootWasRead || !error;
+    if (auto ancestor = std::exchange(m_relocateAfterReading, std::nullopt); ancestor && !error)
+        relocate(*ancestor);
 }
 
 void PaneView::showError(const QString& message)
@@ -362,6 +367,13 @@ void PaneView::goToParent()
 // in the history instead of being pushed on top of it.
 void PaneView::relocate(const fs::path& ancestor)
 {
+    // A folder that could never be read keeps its message; one still being read for
+    // the first time is left once its reading has shown that it was there.
+    if (!m_rootWasRead) {
+        if (m_state->isLoading())
+            m_relocateAfterReading = ancestor;
+        return;
+    }
     NavigationHistory history = m_state->history();
     history.current = Location::folder(PathText::standardized(ancestor));
     m_state->setHistory(history);

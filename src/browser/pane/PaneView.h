@@ -119,4 +119,7 @@ private:
         bool rename = false; // start inline rename on the first path
     };
     std::optional<PendingSelection> m_pendingSelection;
+    // The shown folder was found gone while it was still being read.
+    std::optional<std::filesystem::path> m_relocateAfterReading;
+    bool m_rootWasRead = false;
 };
