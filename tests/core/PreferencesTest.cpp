@@ -44,82 +44,67 @@ TEST(PreferencesTest, WritesOnlyTheSuiteNamedInTheEnvironment)
     }
 }
 
+// Every value read back at once; the defaults unless a row says otherwise.
+struct Values {
+    bool hidden = false, sizes = true, colors = true, vim = false;
+    FileSort sort{FileSortKey::name, true};
+    bool updates = true, preview = true;
+    double zoom = 1.0, fraction = 0.5;
+    bool operator==(const Values&) const = default;
+};
+
+void PrintTo(const Values& v, std::ostream* out)
+{
+    *out << v.hidden << v.sizes << v.colors << v.vim << " sort " << int(v.sort.key)
+         << v.sort.ascending << " " << v.updates << v.preview << " " << v.zoom << " " << v.fraction;
+}
+
+Values valuesOf(const Preferences& p)
+{
+    return {p.showHiddenFiles(),
+            p.calculateFolderSizes(),
+            p.colorFoldersByTag(),
+            p.vimKeyBindings(),
+            p.sort(),
+            p.checkForUpdates(),
+            p.markdownPreview(),
+            p.previewZoom(),
+            p.markdownPreviewFraction()};
+}
+
 TEST(PreferencesTest, ReadsStoredValuesAndFallsBackForMissingOrWrongTypes)
 {
-    struct Case {
+    const struct {
         const char* name;
         std::string ini;
-        bool hidden, sizes, colors, vim;
-        FileSort sort;
-    };
-    const Case cases[] = {
-        {"missing", "", false, true, true, false, {FileSortKey::name, true}},
+        Values expected;
+    } cases[] = {
+        {"missing", "", {}},
         {"stored",
          "showHiddenFiles=true\ncalculateFolderSizes=false\ncolorFoldersByTag=false\n"
-         "vimKeyBindings=true\nsortKey=size\nsortAscending=false\n",
-         true,
-         false,
-         false,
-         true,
-         {FileSortKey::size, false}},
+         "vimKeyBindings=true\nsortKey=size\nsortAscending=false\ncheckForUpdates=false\n"
+         "markdownPreview=false\npreviewZoom=1.25\nmarkdownPreviewFraction=0.3\n",
+         {true, false, false, true, {FileSortKey::size, false}, false, false, 1.25, 0.3}},
         {"wrong types",
          "showHiddenFiles=1\ncalculateFolderSizes=no\ncolorFoldersByTag=a, b\n"
-         "vimKeyBindings=yes\nsortKey=Size\nsortAscending=0\n",
-         false,
-         true,
-         true,
-         false,
-         {FileSortKey::name, true}},
+         "vimKeyBindings=yes\nsortKey=Size\nsortAscending=0\ncheckForUpdates=nope\n"
+         "markdownPreview=1\npreviewZoom=big\nmarkdownPreviewFraction=0.3x\n",
+         {}},
+        {"whole numbers", "previewZoom=2\nmarkdownPreviewFraction=1\n", {.zoom = 2.0}},
+        {"out of range", "previewZoom=-1\nmarkdownPreviewFraction=-0.2\n", {}},
+        {"not finite", "previewZoom=inf\nmarkdownPreviewFraction=nan\n", {}},
+        {"lists", "previewZoom=1, 2\nmarkdownPreview=true, false\n", {}},
     };
     const ScratchSettings settings;
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        const Preferences& prefs = preferencesFrom(settings, c.ini);
-        EXPECT_EQ(prefs.showHiddenFiles(), c.hidden);
-        EXPECT_EQ(prefs.calculateFolderSizes(), c.sizes);
-        EXPECT_EQ(prefs.colorFoldersByTag(), c.colors);
-        EXPECT_EQ(prefs.vimKeyBindings(), c.vim);
-        EXPECT_EQ(prefs.sort(), c.sort);
+        EXPECT_EQ(valuesOf(preferencesFrom(settings, c.ini)), c.expected);
     }
     // Values of another type set in this session count as missing too.
     AppDefaults::store().setValue("sortKey", 3);
     AppDefaults::store().setValue("showHiddenFiles", 1);
     EXPECT_EQ(Preferences::shared().sort().key, FileSortKey::name);
     EXPECT_FALSE(Preferences::shared().showHiddenFiles());
-}
-
-TEST(PreferencesTest, PreviewAndUpdateKeysFallBackForGarbage)
-{
-    struct Case {
-        const char* name;
-        std::string ini;
-        bool updates, preview;
-        double zoom, fraction;
-    };
-    const Case cases[] = {
-        {"missing", "", true, true, 1.0, 0.5},
-        {"stored",
-         "checkForUpdates=false\nmarkdownPreview=false\npreviewZoom=1.25\n"
-         "markdownPreviewFraction=0.3\n",
-         false, false, 1.25, 0.3},
-        {"whole numbers", "previewZoom=2\nmarkdownPreviewFraction=1\n", true, true, 2.0, 0.5},
-        {"garbage",
-         "checkForUpdates=nope\nmarkdownPreview=1\npreviewZoom=big\n"
-         "markdownPreviewFraction=0.3x\n",
-         true, true, 1.0, 0.5},
-        {"out of range", "previewZoom=-1\nmarkdownPreviewFraction=-0.2\n", true, true, 1.0, 0.5},
-        {"not finite", "previewZoom=inf\nmarkdownPreviewFraction=nan\n", true, true, 1.0, 0.5},
-        {"lists", "previewZoom=1, 2\nmarkdownPreview=true, false\n", true, true, 1.0, 0.5},
-    };
-    const ScratchSettings settings;
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        const Preferences& prefs = preferencesFrom(settings, c.ini);
-        EXPECT_EQ(prefs.checkForUpdates(), c.updates);
-        EXPECT_EQ(prefs.markdownPreview(), c.preview);
-        EXPECT_DOUBLE_EQ(prefs.previewZoom(), c.zoom);
-        EXPECT_DOUBLE_EQ(prefs.markdownPreviewFraction(), c.fraction);
-    }
 }
 
 TEST(PreferencesTest, PreviousFileHandlersAreTextToTextOrEmpty)
