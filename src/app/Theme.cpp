@@ -145,7 +145,7 @@ void Theme::setAppearance(Appearance appearance)
     if (AppDefaults::store().value(kAppearanceKey) == rawValue(appearance))
         return;
     AppDefaults::store().setValue(kAppearanceKey, rawValue(appearance));
-    AppDefaults::store().sync();
+    AppDefaults::save(AppDefaults::store());
     apply();
 }
 
@@ -165,7 +165,7 @@ void Theme::setAccentHex(const std::optional<QString>& hex)
         AppDefaults::store().setValue(kAccentKey, *hex);
     else
         AppDefaults::store().remove(kAccentKey);
-    AppDefaults::store().sync();
+    AppDefaults::save(AppDefaults::store());
     apply();
 }
 

@@ -1,5 +1,6 @@
 #include "tags/SidebarPersistence.h"
 
+#include "core/AppDefaults.h"
 #include "tags/SidebarSectionTree.h"
 
 #include <QHash>
@@ -223,5 +224,5 @@ void SidebarPersistence::setDefaultSectionCreated()
 void SidebarPersistence::write(const QString& key, const QVariant& value)
 {
     m_settings.setValue(key, value);
-    m_settings.sync();
+    AppDefaults::save(m_settings);
 }

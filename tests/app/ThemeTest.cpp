@@ -1,8 +1,10 @@
 #include "app/Theme.h"
 
+#include "browser/menus/ShortcutStore.h"
 #include "browser/pane/FileTreeView.h"
 #include "core/AppDefaults.h"
 #include "support/TempDir.h"
+#include "tags/SidebarPersistence.h"
 
 #include <QApplication>
 #include <QDBusArgument>
@@ -12,10 +14,13 @@
 #include <QDBusVariant>
 #include <QHBoxLayout>
 #include <QLineEdit>
+#include <QLockFile>
 #include <QSignalSpy>
 #include <QStandardItemModel>
 #include <QTest>
 #include <gtest/gtest.h>
+#include <semaphore>
+#include <thread>
 
 namespace {
 
@@ -50,6 +55,7 @@ TEST_F(ThemeTest, ChoosingDarkWritesItAndDarkensTheApplicationAtOnce)
     EXPECT_TRUE(isDarkPalette());
     EXPECT_TRUE(theme.isDark());
     EXPECT_EQ(QApplication::palette().color(QPalette::Highlight), theme.accentColor());
+    AppDefaults::flush();
     EXPECT_NE(readFile(settings.file("Quillo")).find("themeAppearance=dark"), std::string::npos);
 
     theme.setAppearance(Theme::Appearance::light);
@@ -331,3 +337,38 @@ TEST_F(ThemeTest, SelectedRowIsOneRoundedAccentFillThatTurnsPaleWithoutFocus)
 }
 
 } // namespace
+
+// The theme, the shortcuts and the sidebar save on the settings' writer thread: a
+// file held by another program never stalls the window.
+TEST_F(ThemeTest, SavesLeaveTheMainThread)
+{
+    const std::filesystem::path file = settings.file("Quillo");
+    AppDefaults::store().setValue("seed", 1);
+    AppDefaults::save(AppDefaults::store());
+    AppDefaults::flush();
+    std::binary_semaphore held{0}, done{0};
+    std::thread other([&] {
+        QLockFile lock(QString::fromStdString(file.native() + ".lock"));
+        lock.lock();
+        held.release();
+        (void)done.try_acquire_for(std::chrono::seconds(5));
+    });
+    held.acquire();
+    Theme::shared().setAppearance(Theme::Appearance::dark);
+    ShortcutStore::shared().setOverrides(
+        {{"newTab:", KeyCombo::fromKeySequence(QKeySequence("Ctrl+Shift+Y"))}});
+    SidebarPersistence(AppDefaults::store()).setDefaultSectionCreated();
+    const std::string before = readFile(file);
+    done.release();
+    other.join();
+    AppDefaults::flush();
+    const std::string after = readFile(file);
+    for (const char* key :
+         {"themeAppearance=dark", "shortcutOverrides=", "sidebarDefaultSectionCreated=true"}) {
+        SCOPED_TRACE(key);
+        EXPECT_EQ(before.find(key), std::string::npos) << "written on the calling thread";
+        EXPECT_NE(after.find(key), std::string::npos) << after;
+    }
+    Theme::shared().setAppearance(Theme::Appearance::light);
+    ShortcutStore::shared().setOverrides({});
+}

@@ -110,7 +110,7 @@ void ShortcutStore::setOverrides(const QHash<QString, KeyCombo>& overrides)
             object.insert(it.key(), it.value().toJson());
         store.setValue(kOverridesKey, QJsonDocument(object).toJson(QJsonDocument::Compact));
     }
-    store.sync();
+    AppDefaults::save(store);
     changed();
 }
 
