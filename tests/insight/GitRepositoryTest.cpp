@@ -73,7 +73,8 @@ TEST_F(GitRepositoryTest, SnapshotOfAWorkingTree)
     scratch.file("repo/build/out.o");
     scratch.file("repo/caf\xe9 \\ \n.txt");
 
-    const auto snapshot = GitRepository::snapshot(repo);
+    // Asked from a folder below, on a pool thread, as a pane asks.
+    const auto snapshot = GitRepository::snapshotInBackground(repo / "fresh/a").result();
     ASSERT_TRUE(snapshot);
     EXPECT_EQ(snapshot->root, repo);
     EXPECT_EQ(snapshot->branch, "main");
@@ -85,6 +86,8 @@ TEST_F(GitRepositoryTest, SnapshotOfAWorkingTree)
                                           {"build", S::ignored},
                                           {"caf\xe9 \\ \n.txt", S::untracked}}));
     EXPECT_EQ(snapshot->status(repo / "fresh/a/b.txt"), S::untracked);
+    EXPECT_EQ(snapshot->untrackedFolders, std::vector<std::string>{"fresh"});
+    EXPECT_FALSE(GitRepository::snapshotInBackground(scratch.folder("elsewhere")).result());
 }
 
 TEST_F(GitRepositoryTest, MergeConflict)
@@ -189,16 +192,4 @@ TEST_F(GitRepositoryTest, RepositoryConfigCannotRunAProgram)
             ASSERT_EQ(runGit(c.repository, {"config", "--unset", key}), 0);
         fs::remove(gitDir / "info/attributes");
     }
-}
-
-TEST_F(GitRepositoryTest, SnapshotInBackground)
-{
-    scratch.file("repo/sub/x.txt");
-    auto inside = GitRepository::snapshotInBackground(repo / "sub");
-    auto outside = GitRepository::snapshotInBackground(scratch.folder("elsewhere"));
-    const std::optional<GitSnapshot> found = inside.result();
-    ASSERT_TRUE(found);
-    EXPECT_EQ(found->root, repo);
-    EXPECT_EQ(found->untrackedFolders, std::vector<std::string>{"sub"});
-    EXPECT_FALSE(outside.result());
 }
