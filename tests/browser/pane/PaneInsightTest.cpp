@@ -10,15 +10,6 @@ using namespace testing_pane;
 
 namespace {
 
-// Another program changing the disk while the pane shows it.
-void writeFile(const fs::path& path, std::string_view contents)
-{
-    std::FILE* file = std::fopen(path.c_str(), "w");
-    ASSERT_NE(file, nullptr);
-    std::fwrite(contents.data(), 1, contents.size(), file);
-    std::fclose(file);
-}
-
 QString sizeText(const PaneView& pane, const fs::path& path)
 {
     return indexOfPath(*pane.model(), path)
@@ -42,8 +33,8 @@ TEST_F(PaneTest, FollowsTheDiskKeepingExpansionAndSelection)
     expandAndWait(*pane, dir / "sub");
     select(*pane, dir / "keep.txt");
 
-    writeFile(dir / "new.txt", "x");
-    writeFile(dir / "sub/deep.txt", "y");
+    dir.file("new.txt", "x"); // another program changing the disk
+    dir.file("sub/deep.txt", "y");
     ::unlink((dir / "sub/inner.txt").c_str());
     EXPECT_TRUE(QTest::qWaitFor(
         [&] {
@@ -52,10 +43,7 @@ TEST_F(PaneTest, FollowsTheDiskKeepingExpansionAndSelection)
                    rowNames(*pane->model(), sub) == QStringList({"deep.txt"});
         },
         kTimeoutMs))
-        << rowNames(*pane->model()).join(',').toStdString() << " / "
-        << rowNames(*pane->model(), indexOfPath(*pane->model(), dir / "sub"))
-               .join(',')
-               .toStdString();
+        << rowNames(*pane->model()).join(',').toStdString();
     EXPECT_TRUE(pane->listView()->isExpanded(indexOfPath(*pane->model(), dir / "sub")));
     EXPECT_EQ(selectedNames(*pane), QStringList({"keep.txt"}));
 }
@@ -84,7 +72,7 @@ TEST_F(PaneTest, FolderSizesArriveAndFollowChangesBelow)
                                 kTimeoutMs))
         << sizeText(*pane, dir / "box").toStdString();
 
-    writeFile(dir / "box/deeper/three.bin", std::string(3000, 'z'));
+    dir.file("box/deeper/three.bin", std::string(3000, 'z'));
     EXPECT_TRUE(QTest::qWaitFor([&] { return sizeText(*pane, dir / "box") == shownSize(5000); },
                                 kTimeoutMs));
 
@@ -113,7 +101,7 @@ TEST_F(PaneTest, GitWorkingTreeShowsStatesAndBranch)
     dir.file("repo/tracked.txt", "1");
     ASSERT_EQ(runGit(repo, {"add", "tracked.txt"}), 0);
     ASSERT_EQ(runGit(repo, {"commit", "-q", "-m", "first"}), 0);
-    writeFile(repo / "tracked.txt", "2");
+    dir.file("repo/tracked.txt", "2");
     dir.file("repo/fresh.txt");
     dir.file("repo/src/changed.txt", "a");
     ASSERT_EQ(runGit(repo, {"add", "src/changed.txt"}), 0);
