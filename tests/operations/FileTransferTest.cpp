@@ -2,6 +2,7 @@
 
 #include "operations/TransferSteps.h"
 #include "platform/FileCopier.h"
+#include "support/PrivateMounts.h"
 #include "support/TempDir.h"
 #include "support/ToolRun.h"
 
@@ -499,11 +500,12 @@ TEST(FileTransferTest, ErrorsNameTheItemTheUserAskedFor)
                   expected)
             << given;
 
-    if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr))
-        GTEST_SKIP() << "no private mount namespace: " << std::strerror(errno);
+    if (const std::string reason = privateMountsUnavailable(); !reason.empty())
+        GTEST_SKIP() << reason;
     TempDir dir;
-    const fs::path volume = dir.folder("volume");
-    ASSERT_EQ(::mount("quillo-test", volume.c_str(), "tmpfs", 0, "size=256k"), 0);
+    const Mount mounted("quillo-test", dir / "volume", "tmpfs", 0, "size=256k");
+    ASSERT_TRUE(mounted.ok) << std::strerror(errno);
+    const fs::path& volume = mounted.point;
     const fs::path source = dir.file("tree/big", std::string(512 << 10, 'x')).parent_path();
     const fs::path destination = volume / "tree";
     struct Case {
@@ -527,5 +529,4 @@ TEST(FileTransferTest, ErrorsNameTheItemTheUserAskedFor)
             EXPECT_FALSE(entry.path().filename().native().starts_with(".quillo-")) << c.what;
         fs::remove_all(destination);
     }
-    ::umount2(volume.c_str(), MNT_DETACH);
 }

@@ -1,6 +1,7 @@
 #include "platform/FileCopier.h"
 
 #include "platform/FileCopierLinks.h"
+#include "support/PrivateMounts.h"
 #include "support/TempDir.h"
 #include "support/ToolRun.h"
 
@@ -45,20 +46,6 @@ struct stat statOf(const fs::path& path)
     struct stat st {};
     EXPECT_EQ(::lstat(path.c_str(), &st), 0) << path;
     return st;
-}
-
-// This test program's own mount namespace, entered once: mounts made in it vanish
-// when the program ends. Empty when the system does not allow it.
-std::string privateMountsUnavailable()
-{
-    static const std::string reason = [] {
-        if (::unshare(CLONE_NEWNS) != 0)
-            return std::string("cannot make a mount namespace: ") + std::strerror(errno);
-        if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-            return std::string("cannot make mounts private: ") + std::strerror(errno);
-        return std::string();
-    }();
-    return reason;
 }
 
 } // namespace
@@ -115,9 +102,9 @@ TEST(FileCopierTest, SparseAndLinkedTreeFitsASmallVolume)
     for (int i = 1; i < 100; ++i)
         fs::create_hard_link(tree / "links/0", tree / "links" / std::to_string(i));
 
-    const fs::path volume = dir.folder("volume");
-    ASSERT_EQ(::mount("quillo-test", volume.c_str(), "tmpfs", 0, "size=64m"), 0)
-        << std::strerror(errno);
+    const Mount mounted("quillo-test", dir / "volume", "tmpfs", 0, "size=64m");
+    ASSERT_TRUE(mounted.ok) << std::strerror(errno);
+    const fs::path& volume = mounted.point;
     CopiedLinks links;
     CountingObserver observer;
     const auto copied = FileCopier::copyTree(tree, volume / "tree", observer, {.links = &links});
@@ -132,5 +119,4 @@ TEST(FileCopierTest, SparseAndLinkedTreeFitsASmallVolume)
     EXPECT_EQ(::pread(fd, middle.data(), middle.size(), huge / 2), ssize_t(kMiB));
     ::close(fd);
     EXPECT_EQ(middle, std::string(size_t(kMiB), char('a' + (huge / 2) % 23)));
-    ::umount2(volume.c_str(), MNT_DETACH);
 }

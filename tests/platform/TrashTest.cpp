@@ -1,6 +1,7 @@
 #include "platform/Trash.h"
 
 #include "core/PathText.h"
+#include "support/PrivateMounts.h"
 #include "support/TempDir.h"
 
 #include <QDateTime>
@@ -309,36 +310,6 @@ TEST(TrashTest, GioListsWhatWeTrashed)
 }
 
 namespace {
-
-// This test program's own mount namespace, entered once: mounts made in it vanish when
-// the program ends, whatever happens. Empty when the system does not allow it.
-std::string privateMountsUnavailable()
-{
-    static const std::string reason = [] {
-        if (::unshare(CLONE_NEWNS) != 0)
-            return std::string("cannot make a mount namespace: ") + std::strerror(errno);
-        if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-            return std::string("cannot make mounts private: ") + std::strerror(errno);
-        return std::string();
-    }();
-    return reason;
-}
-
-// A mount below the scratch folder, undone when it goes.
-struct Mount {
-    fs::path point;
-    bool ok;
-    Mount(const char* source, const fs::path& at, const char* type, unsigned long flags)
-        : point((fs::create_directories(at), at))
-        , ok(::mount(source, at.c_str(), type, flags, nullptr) == 0)
-    {
-    }
-    ~Mount()
-    {
-        if (ok)
-            ::umount2(point.c_str(), MNT_DETACH);
-    }
-};
 
 } // namespace
 
