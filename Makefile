@@ -27,9 +27,13 @@ test: build
 bench: build
 	bench/run-all $(BUILD_DIR)
 
-# PREFIX=/some/where installs there instead of CMake's default (/usr/local).
-install: build
-	cmake --install $(BUILD_DIR) $(if $(PREFIX),--prefix $(PREFIX))
+# PREFIX=/some/where installs there instead of CMake's default (/usr/local). The
+# prefix is configured, not only given to the install step, because the D-Bus
+# service files name the installed program by its full path.
+install: configure
+	$(if $(PREFIX),cmake -S . -B $(BUILD_DIR) -DCMAKE_INSTALL_PREFIX=$(PREFIX))
+	cmake --build $(BUILD_DIR) -j $(JOBS)
+	cmake --install $(BUILD_DIR)
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
