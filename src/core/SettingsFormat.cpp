@@ -56,6 +56,8 @@ bool readSettings(QIODevice& device, QSettings::SettingsMap& map)
 
 bool writeSettings(QIODevice& device, const QSettings::SettingsMap& map)
 {
+    if (auto* observe = SettingsFormat::writeObserver.load())
+        observe();
     const QByteArray bytes = IniText::encode(map);
     const fs::path file = fileOf(device);
     if (const auto written = AtomicFile::write(file, bytes.toStdString()); !written) {
