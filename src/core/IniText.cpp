@@ -1,5 +1,6 @@
 #include "core/IniText.h"
 
+#include "core/HexDigit.h"
 #include "core/IniValues.h"
 
 #include <QStringList>
@@ -12,18 +13,7 @@ constexpr char kHex[] = "0123456789ABCDEF";
 
 bool isHexDigit(char16_t c)
 {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
-int hexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
+    return c < 0x80 && hexDigitValue(char(c)) >= 0;
 }
 
 // ---- keys: "/" is written "\", bytes outside [A-Za-z0-9_.-] as %XX or %UXXXX.
@@ -67,7 +57,7 @@ QString unescapeKey(QByteArrayView key)
             int value = 0;
             bool ok = first + digits <= key.size();
             for (int d = 0; ok && d < digits; ++d) {
-                const int v = hexValue(key[first + d]);
+                const int v = hexDigitValue(key[first + d]);
                 ok = v >= 0;
                 value = value * 16 + v;
             }
@@ -192,7 +182,7 @@ void unescapeOne(QByteArrayView text, qsizetype& i, QString& out)
         int value = e == 'x' ? 0 : e - '0';
         bool any = e != 'x';
         for (; i < text.size(); ++i) {
-            const int digit = hexValue(text[i]);
+            const int digit = hexDigitValue(text[i]);
             if (digit < 0 || digit >= base)
                 break;
             value = value * base + digit;

@@ -4,7 +4,6 @@
 #include "platform/AtomicFile.h"
 #include "platform/DirectoryScanner.h"
 
-#include <QDateTime>
 #include <QDebug>
 #include <QFileDevice>
 #include <filesystem>
@@ -22,9 +21,7 @@ fs::path fileOf(QIODevice& device)
 // Copied, not moved: the readable keys stay in use until the next write replaces the file.
 void setAside(const fs::path& file, QByteArrayView bytes, int damagedLines)
 {
-    const std::string stamp =
-        ".corrupt-" +
-        QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")).toStdString();
+    const std::string stamp = AtomicFile::corruptSuffix();
     fs::path copy;
     for (int attempt = 1; attempt <= 100; ++attempt) {
         copy = file;

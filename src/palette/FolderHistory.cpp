@@ -128,9 +128,7 @@ SetAside setAside(const std::filesystem::path& file)
     const auto item = DirectoryScanner::statPath(file);
     if (!item || item->statFailed || !S_ISREG(item->mode))
         return {};
-    const std::string stamp =
-        ".corrupt-" +
-        QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")).toStdString();
+    const std::string stamp = AtomicFile::corruptSuffix();
     for (int attempt = 1; attempt <= 100; ++attempt) {
         const std::string suffix = attempt == 1 ? stamp : stamp + "-" + std::to_string(attempt);
         const std::filesystem::path target = withSuffix(file, suffix);

@@ -114,7 +114,8 @@ std::vector<fs::path> siblingFolders(const fs::path& folder, bool includeHidden,
         return {};
     std::erase_if(*entries, [](const FileEntry& entry) { return !entry.isFolder; });
     std::sort(entries->begin(), entries->end(), [](const FileEntry& a, const FileEntry& b) {
-        return a.nameKey() != b.nameKey() ? a.nameKey() < b.nameKey() : a.pathBytes() < b.pathBytes();
+        return a.nameKey() != b.nameKey() ? a.nameKey() < b.nameKey()
+                                          : a.pathBytes() < b.pathBytes();
     });
     std::vector<fs::path> folders;
     for (const FileEntry& entry : *entries) {

@@ -3,6 +3,7 @@
 #include "platform/FileDescriptor.h"
 
 #include <cstdio>
+#include <ctime>
 #include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
@@ -76,6 +77,16 @@ Result<fs::path> setAside(const fs::path& file, std::string_view suffix)
     if (::renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) != 0)
         return std::unexpected(Error::fromErrno(errno, file));
     return target;
+}
+
+std::string corruptSuffix()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    ::localtime_r(&now, &local);
+    char text[32];
+    std::strftime(text, sizeof text, ".corrupt-%Y%m%d-%H%M%S", &local);
+    return text;
 }
 
 } // namespace AtomicFile

@@ -3,6 +3,7 @@
 #include "platform/Error.h"
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 // Our own files (tags, settings data) are replaced whole: a crash leaves the old
@@ -20,5 +21,9 @@ Result<void> writeUnsynced(const std::filesystem::path& file, std::string_view b
 // Renames `file` to `file` + `suffix` (never over an existing item), so that an
 // unreadable file is kept before a new one takes its name. Returns the new path.
 Result<std::filesystem::path> setAside(const std::filesystem::path& file, std::string_view suffix);
+
+// The suffix a damaged file is kept under: ".corrupt-" and the local time,
+// ".corrupt-20261123-231005".
+std::string corruptSuffix();
 
 } // namespace AtomicFile

@@ -1,5 +1,7 @@
 #include "tags/TagLibraryParser.h"
 
+#include "core/HexDigit.h"
+
 #include <optional>
 
 namespace {
@@ -11,17 +13,6 @@ bool damage(TagLibraryFile::Reading& out)
 {
     out.status = TagLibraryFile::ReadStatus::damaged;
     return true;
-}
-
-int hexDigit(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
 }
 
 // A recursive-descent reader over the bytes. Every read returns false on a
@@ -134,7 +125,7 @@ bool Reader::escape(QString& out)
             return false;
         char16_t unit = 0;
         for (int i = 0; i < 4; ++i) {
-            const int digit = hexDigit(*m_p++);
+            const int digit = hexDigitValue(*m_p++);
             if (digit < 0)
                 return false;
             unit = char16_t(unit * 16 + digit);

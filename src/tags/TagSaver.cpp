@@ -4,7 +4,6 @@
 #include "platform/DirectoryScanner.h"
 #include "tags/TagLibraryFile.h"
 
-#include <QDateTime>
 #include <QDebug>
 
 namespace fs = std::filesystem;
@@ -63,9 +62,7 @@ void TagSaver::run()
 void TagSaver::write(const Snapshot& snapshot)
 {
     if (m_setAside && DirectoryScanner::exists(m_file)) {
-        const QString stamp =
-            QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
-        const auto kept = AtomicFile::setAside(m_file, ".corrupt-" + stamp.toStdString());
+        const auto kept = AtomicFile::setAside(m_file, AtomicFile::corruptSuffix());
         if (!kept) {
             // Never overwrite a file we could not keep.
             qWarning().noquote() << QStringLiteral("タグを保存できませんでした: ") +
