@@ -4,8 +4,10 @@
 
 #include <QCoreApplication>
 #include <QEvent>
+#include <QSet>
 #include <QStandardPaths>
 #include <QThreadPool>
+#include <mutex>
 
 namespace {
 
@@ -67,9 +69,25 @@ std::unique_ptr<QSettings> AppDefaults::open(const QString& name)
 
 void AppDefaults::save(QSettings& settings)
 {
-    // Another object on the same file writes what this one changed.
-    writer().start(
-        [file = settings.fileName()] { QSettings(file, SettingsFormat::format()).sync(); });
+    // A save still waiting for its turn will write this change too: a burst of
+    // changes costs one write.
+    static std::mutex mutex;
+    static QSet<QString> waiting;
+    const QString file = settings.fileName();
+    {
+        std::lock_guard lock(mutex);
+        if (waiting.contains(file))
+            return;
+        waiting.insert(file);
+    }
+    writer().start([file] {
+        {
+            std::lock_guard lock(mutex);
+            waiting.remove(file);
+        }
+        // Another object on the same file writes what the caller's object changed.
+        QSettings(file, SettingsFormat::format()).sync();
+    });
 }
 
 void AppDefaults::flush()
