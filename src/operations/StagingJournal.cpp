@@ -240,8 +240,12 @@ void StagingJournal::save(bool synced)
         entries.append(encodeEntry({Kind::folder, folder / m_stagingPrefix, {}, {}, {}, {}}));
     for (const auto& [id, entry] : m_entries)
         entries.append(encodeEntry(entry));
-    const QByteArray bytes = QJsonDocument(QJsonObject{{"entries", entries}}).toJson();
     const fs::path file = m_folder / (m_owner.text() + std::string(kRecordSuffix));
+    if (entries.isEmpty()) {
+        (void)FileCopier::removeTree(file);
+        return;
+    }
+    const QByteArray bytes = QJsonDocument(QJsonObject{{"entries", entries}}).toJson();
     const auto written = synced ? AtomicFile::write(file, bytes.toStdString())
                                 : AtomicFile::writeUnsynced(file, bytes.toStdString());
     if (!written) {
@@ -250,8 +254,6 @@ void StagingJournal::save(bool synced)
                      file.c_str(), written.error().code);
         return;
     }
-    if (entries.isEmpty())
-        (void)FileCopier::removeTree(file);
 }
 
 StagingJournal::Report StagingJournal::recover()
