@@ -3,7 +3,6 @@
 #include "browser/menus/ShortcutStore.h"
 #include "browser/pane/FileTreeView.h"
 #include "core/AppDefaults.h"
-#include "core/SettingsFormat.h"
 #include "support/TempDir.h"
 #include "tags/SidebarPersistence.h"
 
@@ -18,8 +17,6 @@
 #include <QSignalSpy>
 #include <QStandardItemModel>
 #include <QTest>
-#include <QThread>
-#include <atomic>
 #include <gtest/gtest.h>
 
 namespace {
@@ -342,21 +339,14 @@ TEST_F(ThemeTest, SelectedRowIsOneRoundedAccentFillThatTurnsPaleWithoutFocus)
 // window never waits for the disk.
 TEST_F(ThemeTest, SavesLeaveTheMainThread)
 {
-    static std::atomic<int> writes, writesOnMainThread;
-    writes = writesOnMainThread = 0;
-    SettingsFormat::writeObserver = [] {
-        ++writes;
-        if (QThread::currentThread() == QCoreApplication::instance()->thread())
-            ++writesOnMainThread;
-    };
+    const SettingsWrites writes;
     Theme::shared().setAppearance(Theme::Appearance::dark);
     ShortcutStore::shared().setOverrides(
         {{"newTab:", KeyCombo::fromKeySequence(QKeySequence("Ctrl+Shift+Y"))}});
     SidebarPersistence(AppDefaults::store()).setDefaultSectionCreated();
     AppDefaults::flush();
-    SettingsFormat::writeObserver = nullptr;
-    EXPECT_GT(writes, 0);
-    EXPECT_EQ(writesOnMainThread, 0);
+    EXPECT_GT(writes.total(), 0);
+    EXPECT_EQ(writes.onMainThread(), 0);
     const std::string text = readFile(settings.file("Quillo"));
     for (const char* key :
          {"themeAppearance=dark", "shortcutOverrides=", "sidebarDefaultSectionCreated=true"})

@@ -1,13 +1,9 @@
 #include "core/Preferences.h"
 
 #include "core/AppDefaults.h"
-#include "core/SettingsFormat.h"
 #include "support/TempDir.h"
 
-#include <QCoreApplication>
 #include <QSignalSpy>
-#include <QThread>
-#include <atomic>
 #include <fstream>
 #include <gtest/gtest.h>
 
@@ -175,13 +171,7 @@ TEST(PreferencesTest, SettersWriteAndNotifyOnlyOnChange)
 TEST(PreferencesTest, SavesLeaveTheMainThreadAndKeepTheirOrder)
 {
     const ScratchSettings settings;
-    static std::atomic<int> writes, writesOnMainThread;
-    writes = writesOnMainThread = 0;
-    SettingsFormat::writeObserver = [] {
-        ++writes;
-        if (QThread::currentThread() == QCoreApplication::instance()->thread())
-            ++writesOnMainThread;
-    };
+    const SettingsWrites writes;
     Preferences& prefs = Preferences::shared();
     for (int i = 1; i <= 20; ++i) {
         prefs.setShowHiddenFiles(i % 2 == 1);
@@ -190,9 +180,8 @@ TEST(PreferencesTest, SavesLeaveTheMainThreadAndKeepTheirOrder)
     EXPECT_FALSE(prefs.showHiddenFiles()) << "reads see the last change at once";
     EXPECT_DOUBLE_EQ(prefs.previewZoom(), 20);
     AppDefaults::flush();
-    SettingsFormat::writeObserver = nullptr;
-    EXPECT_GT(writes, 0);
-    EXPECT_EQ(writesOnMainThread, 0);
+    EXPECT_GT(writes.total(), 0);
+    EXPECT_EQ(writes.onMainThread(), 0);
     const std::string text = readFile(settings.file("Quillo"));
     EXPECT_NE(text.find("showHiddenFiles=false"), std::string::npos) << text;
     EXPECT_NE(text.find("previewZoom=20"), std::string::npos) << text;

@@ -1,7 +1,11 @@
 #include "support/TempDir.h"
 
 #include "core/AppDefaults.h"
+#include "core/SettingsFormat.h"
 
+#include <QCoreApplication>
+#include <QThread>
+#include <atomic>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
@@ -91,4 +95,33 @@ std::string readFile(const fs::path& path)
     std::stringstream text;
     text << in.rdbuf();
     return text.str();
+}
+
+namespace {
+std::atomic<int> g_settingsWrites, g_settingsWritesOnMainThread;
+} // namespace
+
+SettingsWrites::SettingsWrites()
+{
+    g_settingsWrites = g_settingsWritesOnMainThread = 0;
+    SettingsFormat::writeObserver = [] {
+        ++g_settingsWrites;
+        if (QThread::currentThread() == QCoreApplication::instance()->thread())
+            ++g_settingsWritesOnMainThread;
+    };
+}
+
+SettingsWrites::~SettingsWrites()
+{
+    SettingsFormat::writeObserver = nullptr;
+}
+
+int SettingsWrites::total() const
+{
+    return g_settingsWrites;
+}
+
+int SettingsWrites::onMainThread() const
+{
+    return g_settingsWritesOnMainThread;
 }

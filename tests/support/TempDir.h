@@ -40,6 +40,15 @@ private:
     QByteArray m_oldConfig;
 };
 
+// Counts the settings writes made while it lives, and those made on the main thread.
+class SettingsWrites {
+public:
+    SettingsWrites();
+    ~SettingsWrites();
+    int total() const;
+    int onMainThread() const;
+};
+
 // Sets the modification time of a path (not following links), in seconds.
 void setModificationTime(const std::filesystem::path& path, int64_t seconds);
 std::string readFile(const std::filesystem::path& path);
