@@ -38,16 +38,6 @@ void FileListModel::setRoot(FileEntry rootEntry)
     endResetModel();
 }
 
-void FileListModel::applyReading(FileNode* folder, std::vector<FileEntry> entries,
-                                 const FileSort& sort)
-{
-    FileNode::Children nodes;
-    nodes.reserve(entries.size());
-    for (FileEntry& entry : entries)
-        nodes.push_back(std::make_unique<FileNode>(std::move(entry)));
-    applyReading(folder, std::move(nodes), sort);
-}
-
 void FileListModel::applyReading(FileNode* folder, FileNode::Children nodes, const FileSort& sort)
 {
     m_sort = sort;

@@ -36,7 +36,6 @@ public:
     void setRoot(FileEntry rootEntry);
     FileNode* root() const { return m_root.get(); }
 
-    void applyReading(FileNode* folder, std::vector<FileEntry> entries, const FileSort& sort);
     void applyReading(FileNode* folder, FileNode::Children nodes, const FileSort& sort);
     // The folder could not be read: it shows no children.
     void applyFailure(FileNode* folder);

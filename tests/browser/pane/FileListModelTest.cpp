@@ -36,7 +36,7 @@ protected:
     {
         auto entries = DirectoryReader::read(folder->entry.path(), false);
         ASSERT_TRUE(entries.has_value());
-        model.applyReading(folder, std::move(*entries), FileSort{});
+        model.applyReading(folder, DirectoryReader::Listing(std::move(*entries)).nodes, FileSort{});
     }
     FileNode* node(std::string_view relative) { return model.root()->findByPath(dir / relative); }
     QModelIndex indexOf(std::string_view relative) { return indexOfPath(model, dir / relative); }
