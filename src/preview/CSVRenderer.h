@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QByteArrayView>
+#include <QChar>
+#include <QString>
+#include <QStringList>
+#include <QStringView>
+#include <vector>
+
+// Comma-, tab- or semicolon-separated bytes to an HTML fragment: a summary line and
+// a table with row numbers and right-aligned numbers.
+namespace CSVRenderer {
+
+using Table = std::vector<QStringList>;
+
+inline constexpr int kShownRows = 2000;
+
+// BOM, UTF-16, UTF-8, Shift_JIS, then UTF-8 with replacement; never fails.
+QString decode(QByteArrayView data);
+// Like decode, but only the text of the first `rows` rows (by the parser's rules)
+// is decoded, while the whole data still decides the encoding. For huge files.
+QString decodePrefix(QByteArrayView data, QChar delimiter, int rows);
+QChar delimiter(QStringView text, QStringView fileExtension);
+Table parse(QStringView text, QChar delimiter, int limit);
+QString render(const Table& table, QChar delimiter, bool truncated);
+// decode, choose the delimiter, parse 2,001 rows, render 2,000.
+QString renderFile(QByteArrayView data, QStringView fileExtension);
+
+} // namespace CSVRenderer
