@@ -137,6 +137,7 @@ std::optional<MimeAppsList::Line> MimeAppsList::parseLine(QByteArray text, const
     line.isEntry = true;
     line.key = QString::fromUtf8(key);
     line.value = QString::fromUtf8(value);
+    line.valueStart = text.size() - value.size();
     line.text = std::move(text);
     return line;
 }
@@ -291,16 +292,17 @@ void MimeAppsList::setDefaultValue(const QString& mimeType, const std::optional<
         });
         return;
     }
-    const QByteArray text = mimeType.toUtf8() + '=' + value->toUtf8();
     const int existing = lastEntry(mimeType);
     if (existing >= 0) {
         Line& line = m_lines[size_t(existing)];
-        line.text = text;
+        line.text = line.text.first(line.valueStart) + value->toUtf8();
         line.value = *value;
         return;
     }
     const int at = insertionPoint();
-    Line line{text, newLineEnding()};
+    const QByteArray key = mimeType.toUtf8() + '=';
+    Line line{key + value->toUtf8(), newLineEnding()};
+    line.valueStart = key.size();
     line.isEntry = true;
     line.group = kDefaultGroup;
     line.key = mimeType;

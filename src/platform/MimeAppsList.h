@@ -31,9 +31,9 @@ public:
     std::optional<QString> defaultValue(const QString& mimeType) const;
     // Desktop ids of that value, in order, empty items dropped.
     QStringList defaults(const QString& mimeType) const;
-    // Replaces the effective value, or adds the key to the last
-    // [Default Applications] group (made at the end when there is none);
-    // no value removes every entry of the key.
+    // Replaces the effective value (the key and its spacing stay as written), or adds the key to
+    // the last [Default Applications] group (made at the end when there is none); no value removes
+    // every entry of the key.
     void setDefaultValue(const QString& mimeType, const std::optional<QString>& value);
 
     static QStringList splitIds(const QString& value);
@@ -48,6 +48,7 @@ private:
         QString group; // a group line's name, or the group an entry belongs to
         QString key;
         QString value;
+        qsizetype valueStart = 0; // where the value begins in `text`
     };
     static std::optional<Line> parseLine(QByteArray text, const QString& group);
     int lastEntry(const QString& mimeType) const;

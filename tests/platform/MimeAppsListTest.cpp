@@ -43,7 +43,7 @@ TEST(MimeAppsListTest, ReadsDefaultsAndWritesBackByteForByte)
 
     list.setDefaultValue("image/png", "a.desktop;eog.desktop;");
     list.setDefaultValue("text/csv", "a.desktop;");
-    list.setDefaultValue("application/pdf", std::nullopt);
+    list.setDefaultValue("application/pdf", "a.desktop;");
     list.setDefaultValue("text/html", std::nullopt); // every entry, or the earlier one shows
     EXPECT_EQ(list.serialize(), QByteArray("# written by hand\n"
                                            "[Added Associations]\n"
@@ -51,6 +51,7 @@ TEST(MimeAppsListTest, ReadsDefaultsAndWritesBackByteForByte)
                                            "\n"
                                            "[Default Applications]\n"
                                            "  # indented comment\n"
+                                           "application/pdf = a.desktop;\r\n"
                                            "image/png=a.desktop;eog.desktop;\n"
                                            "text/csv=a.desktop;\n"
                                            "\n"
