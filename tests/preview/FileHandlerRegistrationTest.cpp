@@ -82,6 +82,22 @@ TEST(FileHandlerRegistrationTest, AChoiceMadeMeanwhileStays)
     EXPECT_EQ(pdf.list.defaultValue("application/pdf"), "org.gnome.Evince.desktop;");
 }
 
+// Desktops offer an application for a type only when its entry lists the type.
+TEST(FileHandlerRegistrationTest, TheDesktopEntryListsEveryKindsTypes)
+{
+    const auto entry = std::filesystem::path(__FILE__).parent_path() / "../../data/quillo.desktop";
+    QStringList listed;
+    for (const QString& line : QString::fromStdString(readFile(entry)).split(u'\n')) {
+        if (line.startsWith(u"MimeType="))
+            listed = line.mid(9).split(u';');
+    }
+    EXPECT_TRUE(listed.contains("inode/directory"));
+    for (PreviewFileKind kind : kAllPreviewFileKinds) {
+        for (const QString& type : mimeTypes(kind))
+            EXPECT_TRUE(listed.contains(type)) << type.toStdString();
+    }
+}
+
 class FileHandlerFileTest : public ::testing::Test {
 protected:
     ScratchSettings settings;
