@@ -46,6 +46,7 @@ int main(int argc, char** argv)
 {
     QElapsedTimer sinceStart;
     sinceStart.start();
+    Application::prepareProcess();
     QApplication qtApp(argc, argv);
     Application::configure();
     // Items stay raw argv bytes until the instance that shows them resolves them.
