@@ -6,6 +6,7 @@
 #include "browser/operations/DialogPrompter.h"
 #include "browser/operations/OperationsPanel.h"
 #include "browser/pane/PaneView.h"
+#include "browser/preview/PanePreview.h"
 #include "browser/tags/TagIntegration.h"
 #include "browser/window/BrowserWindow.h"
 #include "browser/window/PaneContainer.h"
@@ -18,6 +19,8 @@
 #include "operations/OperationsStore.h"
 #include "operations/StagingJournal.h"
 #include "platform/DirectoryScanner.h"
+#include "platform/ProcessInfo.h"
+#include "preview/FilePreview.h"
 #include "tags/TagStore.h"
 
 #include <QApplication>
@@ -31,6 +34,7 @@
 #include <QTimer>
 #include <QtConcurrent>
 #include <algorithm>
+#include <cstdio>
 
 namespace fs = std::filesystem;
 
@@ -83,6 +87,17 @@ Application::~Application()
     for (BrowserWindow* window : windows) {
         disconnect(window, nullptr, this, nullptr);
         delete window;
+    }
+}
+
+void Application::prepareProcess()
+{
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    const char* const sandboxKey = "QTWEBENGINE_DISABLE_SANDBOX";
+    if (ProcessInfo::runsAsRoot() && !qEnvironmentVariableIsSet(sandboxKey)) {
+        qputenv(sandboxKey, "1");
+        std::fputs("quillo: running as root, so the web preview's sandbox is switched off\n",
+                   stderr);
     }
 }
 
@@ -308,6 +323,9 @@ void Application::showGrouped(const std::vector<fs::path>& items)
     for (const auto& [parent, selected] : groups) {
         BrowserWindow* window = openFromOutside(parent);
         PaneView* pane = window->activePane();
+        // One previewable item handed in is what the person wants to look at.
+        if (selected.size() == 1 && FilePreview::kind(selected.front()))
+            pane->preview()->showItem(selected.front());
         pane->navigate(Location::folder(parent), selected.front());
         if (selected.size() > 1)
             pane->selectWhenListed(selected);

@@ -24,6 +24,10 @@ public:
     explicit Application(QObject* parent = nullptr);
     ~Application() override;
 
+    // What must be set before QApplication exists: the shared OpenGL contexts that the
+    // web preview needs, and, as root, its sandbox switched off (it refuses to start
+    // otherwise), said on standard error.
+    static void prepareProcess();
     // Sets up names, locale and icon theme; call once after QApplication.
     static void configure();
 

@@ -3,6 +3,7 @@
 #include "core/Preferences.h"
 #include "files/FileColumn.h"
 
+#include <QApplication>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QPainter>
@@ -287,6 +288,11 @@ bool FileTreeView::handleListKey(QKeyEvent* event)
         m_target.endFilter(true);
         return true;
     }
+    if (event->key() == Qt::Key_Space && !(event->modifiers() & Qt::ShiftModifier) &&
+        !isTypingAhead()) {
+        m_target.toggleQuickLook();
+        return true;
+    }
     const QString text = event->text();
     if (text == QStringLiteral("/")) {
         m_target.beginFilter();
@@ -295,6 +301,17 @@ bool FileTreeView::handleListKey(QKeyEvent* event)
     if (!Preferences::shared().vimKeyBindings())
         return false;
     return handleVimKey(text);
+}
+
+bool FileTreeView::isTypingAhead() const
+{
+    return m_typeAhead.isValid() && m_typeAhead.elapsed() < QApplication::keyboardInputInterval();
+}
+
+void FileTreeView::keyboardSearch(const QString& search)
+{
+    m_typeAhead.start();
+    QTreeView::keyboardSearch(search);
 }
 
 bool FileTreeView::handleVimKey(const QString& text)

@@ -2,6 +2,7 @@
 
 #include "core/FileSort.h"
 
+#include <QElapsedTimer>
 #include <QTreeView>
 #include <vector>
 
@@ -15,12 +16,14 @@ public:
     virtual void openSelection() = 0;
     virtual void goToParent() = 0;
     virtual void switchPane() = 0;
+    virtual void toggleQuickLook() {}
 };
 
-// The list of a pane. Handles Return, Tab, "/", Escape and, when switched on,
-// the vi-style keys h j k l gg G before the tree view's own keys. A selected row
-// is one rounded fill in the accent colour (the palette's Highlight), strong while
-// the list has focus in the active window and pale otherwise. The name column takes
+// The list of a pane. Handles Return, Tab, "/", Escape, Space (Quick Look, unless it
+// continues a type-ahead search) and, when switched on, the vi-style keys h j k l
+// gg G before the tree view's own keys. A selected row is one rounded fill in the
+// accent colour (the palette's Highlight), strong while the list has focus in the
+// active window and pale otherwise. The name column takes
 // the width the other columns leave; they keep the widths last set (by the user or
 // setColumnWidth) while there is room, and narrow towards their minimums when not.
 class FileTreeView : public QTreeView {
@@ -37,6 +40,9 @@ public:
     void collapseOrGoUp();
     int visibleRowCount() const;
     bool isPendingG() const { return m_pendingG; }
+    // A type-ahead search was typed within the keyboard input interval.
+    bool isTypingAhead() const;
+    void keyboardSearch(const QString& search) override;
 
     // The list has focus in the active window: selections get the strong fill.
     bool isEmphasized() const;
@@ -70,4 +76,5 @@ private:
     std::vector<int> m_columnWidths; // wanted widths by column; the name's is unused
     bool m_fitting = false;
     bool m_headerPressed = false; // a resize now comes from the user's mouse
+    QElapsedTimer m_typeAhead;    // since the last key of a type-ahead search
 };

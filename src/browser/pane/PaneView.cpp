@@ -1,5 +1,6 @@
 #include "browser/pane/PaneView.h"
 
+#include "browser/menus/ActionRouter.h"
 #include "browser/pane/FileListModel.h"
 #include "browser/pane/FilterBar.h"
 #include "browser/pane/NameDelegate.h"
@@ -9,6 +10,7 @@
 #include "browser/pane/PaneStatusBar.h"
 #include "browser/pane/PathBar.h"
 #include "browser/pane/TagsDelegate.h"
+#include "browser/preview/PanePreview.h"
 #include "core/PathText.h"
 #include "core/Preferences.h"
 #include "files/DirectoryReader.h"
@@ -88,7 +90,8 @@ void PaneView::buildWidgets()
     layout->setSpacing(0);
     layout->addWidget(m_pathBar);
     layout->addWidget(m_filter->bar());
-    layout->addWidget(m_stack, 1);
+    m_preview = new PanePreview(*this, m_stack, this);
+    layout->addWidget(m_preview, 1);
     layout->addWidget(m_statusBar);
     setFocusProxy(m_list);
     m_list->showSort(m_sort);
@@ -472,6 +475,11 @@ void PaneView::openFiles(const std::vector<fs::path>& files)
 void PaneView::switchPane()
 {
     Q_EMIT switchPaneRequested();
+}
+
+void PaneView::toggleQuickLook()
+{
+    ActionRouter::send(QStringLiteral("toggleQuickLook:"), window());
 }
 
 void PaneView::preferencesChanged()

@@ -21,6 +21,7 @@ class PaneFileActions;
 class PaneInsight;
 class FileNode;
 class PaneFilter;
+class PanePreview;
 class PaneState;
 class PaneStatusBar;
 class PathBar;
@@ -42,6 +43,7 @@ public:
     FileListModel* model() const { return m_model; }
     PaneStatusBar* statusBar() const { return m_statusBar; }
     PaneFileActions& fileActions() const { return *m_fileActions; }
+    PanePreview* preview() const { return m_preview; }
 
     void navigate(const Location& target, const std::optional<std::filesystem::path>& select = {},
                   bool recordHistory = true);
@@ -72,6 +74,7 @@ public:
     void endFilter(bool focusList) override;
     void openSelection() override;
     void switchPane() override;
+    void toggleQuickLook() override;
 
 Q_SIGNALS:
     void switchPaneRequested();
@@ -106,6 +109,7 @@ private:
     QLabel* m_errorLabel = nullptr;
     PaneFileActions* m_fileActions = nullptr;
     PaneInsight* m_insight = nullptr;
+    PanePreview* m_preview = nullptr;
 
     FileSort m_sort;
     bool m_showHidden = false;
