@@ -170,7 +170,13 @@ void addItemCommands(MenuBuilder& m, BrowserWindow& w)
     m.addUnavailable("makeSymbolicLink:", "シンボリックリンクを作成");
     m.addUnavailable("compress:", "圧縮");
     m.addUnavailable("expandArchive:", "展開");
-    m.addUnavailable("toggleQuickLook:", "クイックルック", {"Ctrl+Y"});
+    m.setValid(
+        m.add("toggleQuickLook:", "クイックルック", {"Ctrl+Y"}, [&w] { w.toggleQuickLook(); }),
+        [&w] {
+            PaneView* pane = w.activePane();
+            return w.isQuickLookOpen() ||
+                   (pane && pane->listView()->selectionModel()->hasSelection());
+        });
     m.separator();
     m.add("moveToTrash:", "ゴミ箱に入れる", {"Ctrl+Backspace", {"Delete"}},
           onActions(w, [](PaneFileActions& a) { a.moveToTrash(); }));

@@ -2,6 +2,7 @@
 
 #include "browser/menus/MenuBuilder.h"
 #include "browser/pane/PaneView.h"
+#include "browser/preview/PanePreview.h"
 #include "browser/window/BrowserWindow.h"
 #include "browser/window/PaneContainer.h"
 #include "core/Preferences.h"
@@ -39,13 +40,25 @@ void buildSortMenu(MenuBuilder& view)
     m.setChecked(descending, [] { return !Preferences::shared().sort().ascending; });
 }
 
-void addPreviewItems(MenuBuilder& m)
+void addPreviewItems(MenuBuilder& m, BrowserWindow& w)
 {
-    m.addUnavailable("zoomInPreview:", "プレビューを拡大", {"Ctrl++"});
-    m.addUnavailable("zoomInPreview:", "プレビューを拡大（Ctrl+=）", {"Ctrl+="});
-    m.addUnavailable("zoomOutPreview:", "プレビューを縮小", {"Ctrl+-"});
-    m.addUnavailable("resetPreviewZoom:", "プレビューを実際のサイズに", {"Ctrl+0"});
-    m.addUnavailable("toggleFilePreview:", "プレビュー", {"Ctrl+Alt+P"});
+    auto zoom = [](int direction) {
+        return [direction] {
+            Preferences& prefs = Preferences::shared();
+            prefs.setPreviewZoom(PanePreview::steppedZoom(prefs.previewZoom(), direction));
+        };
+    };
+    auto shown = [&w] { return w.showsPreview(); };
+    m.setValid(m.add("zoomInPreview:", "プレビューを拡大", {"Ctrl++"}, zoom(1)), shown);
+    m.setValid(m.add("zoomInPreview:", "プレビューを拡大（Ctrl+=）", {"Ctrl+="}, zoom(1)), shown);
+    m.setValid(m.add("zoomOutPreview:", "プレビューを縮小", {"Ctrl+-"}, zoom(-1)), shown);
+    m.setValid(m.add("resetPreviewZoom:", "プレビューを実際のサイズに", {"Ctrl+0"}, zoom(0)),
+               shown);
+    QAction* preview = m.add("toggleFilePreview:", "プレビュー", {"Ctrl+Alt+P"}, [] {
+        Preferences& prefs = Preferences::shared();
+        prefs.setMarkdownPreview(!prefs.markdownPreview());
+    });
+    m.setChecked(preview, [] { return Preferences::shared().markdownPreview(); });
 }
 
 void addPaneItems(MenuBuilder& m, BrowserWindow& w)
@@ -93,7 +106,7 @@ void build(BrowserWindow& w)
     m.setChecked(sidebar, [&w] { return w.isSidebarVisible(); });
     buildSortMenu(m);
     m.separator();
-    addPreviewItems(m);
+    addPreviewItems(m, w);
     m.separator();
     addPaneItems(m, w);
     m.separator();

@@ -3,6 +3,8 @@
 #include "browser/menus/BrowserMenus.h"
 #include "browser/palette/PalettePanel.h"
 #include "browser/pane/PaneView.h"
+#include "browser/preview/PanePreview.h"
+#include "browser/preview/QuickLookWindow.h"
 #include "browser/sidebar/SidebarView.h"
 #include "browser/window/PaneContainer.h"
 #include "core/AppDefaults.h"
@@ -199,6 +201,7 @@ void BrowserWindow::watchActivePane()
     if (m_watchedState)
         connect(m_watchedState, &PaneState::historyChanged, this,
                 &BrowserWindow::updateTitleAndActions);
+    Q_EMIT activePaneChanged();
 }
 
 void BrowserWindow::updateTitleAndActions()
@@ -265,4 +268,33 @@ void BrowserWindow::togglePalette()
         palette()->close();
     else
         palette()->open();
+}
+
+QuickLookWindow* BrowserWindow::quickLook()
+{
+    if (!m_quickLook)
+        m_quickLook = new QuickLookWindow(*this);
+    return m_quickLook;
+}
+
+bool BrowserWindow::isQuickLookOpen() const
+{
+    return m_quickLook && m_quickLook->isOpen();
+}
+
+void BrowserWindow::toggleQuickLook()
+{
+    quickLook()->toggle();
+}
+
+bool BrowserWindow::showsPreview() const
+{
+    if (isQuickLookOpen())
+        return true;
+    PaneContainer* container = currentContainer();
+    if (!container)
+        return false;
+    const std::vector<PaneView*> panes = container->panes();
+    return std::any_of(panes.begin(), panes.end(),
+                       [](const PaneView* pane) { return pane->preview()->isShown(); });
 }

@@ -11,6 +11,7 @@ class PalettePanel;
 class PaneContainer;
 class PaneState;
 class PaneView;
+class QuickLookWindow;
 class QAction;
 class QSplitter;
 class QStackedWidget;
@@ -51,11 +52,20 @@ public:
     PalettePanel* palette();
     void togglePalette();
 
+    // Quick Look over this window, made on first use.
+    QuickLookWindow* quickLook();
+    bool isQuickLookOpen() const;
+    void toggleQuickLook();
+    // A preview is on screen: beside a pane of the current tab, or in Quick Look.
+    bool showsPreview() const;
+
 Q_SIGNALS:
     // One tab of several was closed; the window stays. Carries its active pane's location.
     void tabClosed(const Location& location);
     // The window accepted a close and is about to go; it still has its tabs.
     void closing();
+    // Another pane became the active one, or another tab the current one.
+    void activePaneChanged();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -70,6 +80,7 @@ private:
     QSplitter* m_split = nullptr;
     SidebarView* m_sidebar = nullptr;
     PalettePanel* m_palette = nullptr;
+    QuickLookWindow* m_quickLook = nullptr;
     QTabBar* m_tabs = nullptr;
     QStackedWidget* m_stack = nullptr;
     QAction* m_back = nullptr;
