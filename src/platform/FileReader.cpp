@@ -1,0 +1,57 @@
+#include "platform/FileReader.h"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+Result<FileReader> FileReader::open(const std::filesystem::path& path)
+{
+    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    struct stat st;
+    if (fd.get() < 0 || ::fstat(fd.get(), &st) != 0)
+        return std::unexpected(Error::fromErrno(errno, path));
+    if (!S_ISREG(st.st_mode))
+        return std::unexpected(Error::fromErrno(EINVAL, path));
+    return FileReader(std::move(fd), int64_t(st.st_size), path);
+}
+
+Result<size_t> FileReader::read(char* buffer, size_t capacity)
+{
+    size_t done = 0;
+    while (done < capacity) {
+        const ssize_t n = ::read(m_fd.get(), buffer + done, capacity - done);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return std::unexpected(Error::fromErrno(errno, m_path));
+        if (n == 0)
+            break;
+        done += size_t(n);
+    }
+    return done;
+}
+
+Result<std::string> FileReader::readUpTo(size_t limit, bool* more)
+{
+    std::string bytes;
+    // One byte past the limit tells whether the file went on.
+    const size_t want = limit == SIZE_MAX ? limit : limit + 1;
+    size_t chunk = std::clamp<size_t>(size_t(std::max<int64_t>(m_size, 0)) + 1, 4096, 1 << 24);
+    while (bytes.size() < want) {
+        const size_t offset = bytes.size();
+        const size_t ask = std::min(chunk, want - offset);
+        bytes.resize(offset + ask);
+        const Result<size_t> n = read(bytes.data() + offset, ask);
+        if (!n)
+            return std::unexpected(n.error());
+        bytes.resize(offset + *n);
+        if (*n < ask)
+            break;
+        chunk = std::min<size_t>(chunk * 2, 1 << 26);
+    }
+    if (more)
+        *more = bytes.size() > limit;
+    if (bytes.size() > limit)
+        bytes.resize(limit);
+    return bytes;
+}
