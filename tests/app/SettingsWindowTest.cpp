@@ -9,9 +9,11 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDateTime>
+#include <QLabel>
 #include <QRadioButton>
 #include <QTabWidget>
 #include <QTest>
+#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -130,6 +132,54 @@ TEST_F(SettingsWindowTest, FolderHistoryIsClearedAndPrunedFromTheGeneralPage)
     EXPECT_EQ(history.entries().front().path, kept);
     clear->click();
     EXPECT_TRUE(history.entries().empty());
+}
+
+TEST_F(SettingsWindowTest, FileKindSwitchesShowAndChangeTheDefaults)
+{
+    const auto file =
+        std::filesystem::path(qgetenv("XDG_CONFIG_HOME").toStdString()) / "mimeapps.list";
+    const auto write = [&](const std::string& bytes) {
+        std::ofstream(file, std::ios::binary) << bytes;
+    };
+    auto* pdf = window.findChild<QCheckBox*>("fileHandler-pdf");
+    auto* html = window.findChild<QCheckBox*>("fileHandler-html");
+    auto* alert = window.findChild<QLabel*>("fileHandlerAlert");
+    ASSERT_TRUE(pdf && html && alert);
+    EXPECT_EQ(pdf->text(), "PDF");
+    const auto settled = [&] {
+        return QTest::qWaitFor([&] { return pdf->isEnabled() && html->isEnabled(); });
+    };
+
+    // Read again each time the page is shown.
+    write("[Default Applications]\ntext/html=app.quillo.Quillo.desktop;\n");
+    QTabWidget* tabs = window.tabs();
+    for (int i = 0; i < tabs->count(); ++i) {
+        if (tabs->tabText(i) == QStringLiteral("連携"))
+            tabs->setCurrentIndex(i);
+    }
+    ASSERT_EQ(tabs->tabText(tabs->currentIndex()), QStringLiteral("連携"));
+    window.show();
+    ASSERT_TRUE(settled());
+    EXPECT_TRUE(html->isChecked());
+    EXPECT_FALSE(pdf->isChecked());
+
+    pdf->click();
+    ASSERT_TRUE(settled());
+    EXPECT_TRUE(pdf->isChecked());
+    EXPECT_EQ(readFile(file), "[Default Applications]\ntext/html=app.quillo.Quillo.desktop;\n"
+                              "application/pdf=app.quillo.Quillo.desktop;\n");
+    EXPECT_TRUE(alert->isHidden());
+
+    const std::string garbage = "[Default Applications]\n\xff\xfe\n";
+    write(garbage);
+    html->click();
+    ASSERT_TRUE(settled());
+    EXPECT_TRUE(html->isChecked()); // back as it was
+    EXPECT_FALSE(alert->isHidden());
+    EXPECT_EQ(alert->text(),
+              "mimeapps.list を読み取れないため、既定のアプリケーションを変更できませんでした。");
+    EXPECT_EQ(readFile(file), garbage);
+    window.close();
 }
 
 TEST_F(SettingsWindowTest, OneSharedWindowThatEscapeCloses)
