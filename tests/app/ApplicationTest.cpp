@@ -1,6 +1,8 @@
 #include "app/Application.h"
 
 #include "browser/PaneTesting.h"
+#include "browser/preview/PanePreview.h"
+#include "browser/preview/PreviewWidget.h"
 #include "browser/window/BrowserWindow.h"
 #include "browser/window/PaneContainer.h"
 #include "core/AppDefaults.h"
@@ -282,6 +284,28 @@ TEST_F(ApplicationTest, HandedInFilesAreShownSelectedInTheirParents)
     EXPECT_EQ(parent->location().path(), dir.path());
     EXPECT_TRUE(QTest::qWaitFor([&] { return !parent->selectedPaths().empty(); }, kTimeoutMs));
     EXPECT_EQ(parent->selectedPaths(), std::vector<fs::path>{dir / "b"});
+}
+
+TEST_F(ApplicationTest, OneHandedInPreviewableFileIsShownInItsPanesPreview)
+{
+    Preferences::shared().setMarkdownPreview(false);
+    const fs::path note = dir.file("x/note.md", "# note\n");
+    const fs::path text = dir.file("y/plain.txt", "plain\n");
+    const fs::path other = dir.file("y/other.md", "# other\n");
+    app.showItems({note});
+    PaneView* pane = app.controllers().front()->activePane();
+    EXPECT_TRUE(pane->preview()->isShown());
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return pane->preview()->previewWidget()->shownFile() == note; }, kTimeoutMs));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !pane->selectedPaths().empty(); }, kTimeoutMs));
+    EXPECT_EQ(pane->preview()->previewWidget()->shownFile(), note);
+    EXPECT_FALSE(Preferences::shared().markdownPreview()); // the setting stays as it was
+
+    // Not previewable, or more than one item: the preview stays as the setting says.
+    for (const std::vector<fs::path>& items : {std::vector{text}, std::vector{text, other}}) {
+        app.showItems(items);
+        EXPECT_FALSE(app.controllers().front()->activePane()->preview()->isShown());
+    }
 }
 
 TEST_F(ApplicationTest, ALaunchWithoutItemsOpensHomeOnlyWhenNoWindowIsOpen)
