@@ -2,6 +2,7 @@
 #include "FuzzyCommand.h"
 #include "GitStatusCommand.h"
 #include "ListCommand.h"
+#include "PreviewCommands.h"
 #include "TagsCommand.h"
 #include "TransferCommands.h"
 #include "TrashCommand.h"
@@ -42,6 +43,12 @@ int main(int argc, char** argv)
         return runFuzzyCommand(rest);
     if (command == "romaji")
         return runRomajiCommand(rest);
+    if (command == "markdown")
+        return runMarkdownCommand(rest);
+    if (command == "csv")
+        return runCsvCommand(rest);
+    if (command == "preview-kind")
+        return runPreviewKindCommand(rest);
     printUsage();
     printTransferUsage();
     std::fputs("       quillo-tool git-status DIR\n", stderr);
@@ -49,5 +56,6 @@ int main(int argc, char** argv)
     std::fputs("       quillo-tool tags PATH...\n", stderr);
     std::fputs("       quillo-tool fuzzy QUERY < LINES\n", stderr);
     std::fputs("       quillo-tool romaji TEXT\n", stderr);
+    printPreviewUsage();
     return 2;
 }

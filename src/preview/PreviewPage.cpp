@@ -88,7 +88,7 @@ size_t completeUtf8Length(std::string_view bytes)
     return end;
 }
 
-std::optional<QString> markdownFragment(const std::filesystem::path& file)
+Result<QString> markdownFragment(const std::filesystem::path& file)
 {
     Result<FileReader> reader = FileReader::open(file);
     bool more = false;
@@ -96,7 +96,7 @@ std::optional<QString> markdownFragment(const std::filesystem::path& file)
         reader ? reader->readUpTo(size_t(PreviewPage::kMarkdownLimit), &more)
                : Result<std::string>(std::unexpected(reader.error()));
     if (!bytes)
-        return std::nullopt;
+        return std::unexpected(bytes.error());
     const std::string_view text(bytes->data(), more ? completeUtf8Length(*bytes) : bytes->size());
     QString fragment =
         MarkdownRenderer::render(QString::fromUtf8(text.data(), qsizetype(text.size())));
@@ -131,17 +131,20 @@ QString page(const QString& fragment, const std::filesystem::path& file, const Q
     return out;
 }
 
+Result<QString> fragment(const std::filesystem::path& file, PreviewKind kind)
+{
+    if (kind == PreviewKind::markdown)
+        return markdownFragment(file);
+    if (kind == PreviewKind::csv)
+        return CSVRenderer::renderFile(file);
+    // Other kinds are shown by the web view or a viewer themselves, never as our page.
+    return std::unexpected(Error::fromErrno(EINVAL, file));
+}
+
 QString build(const std::filesystem::path& file, PreviewKind kind, const QString& accentHex)
 {
-    std::optional<QString> fragment;
-    if (kind == PreviewKind::markdown) {
-        fragment = markdownFragment(file);
-    } else if (kind == PreviewKind::csv) {
-        if (Result<QString> table = CSVRenderer::renderFile(file))
-            fragment = std::move(*table);
-    }
-    // Other kinds are shown by the web view or a viewer themselves, never as our page.
-    return page(fragment.value_or(unreadable(file)), file, accentHex, kind == PreviewKind::csv);
+    const Result<QString> body = fragment(file, kind);
+    return page(body ? *body : unreadable(file), file, accentHex, kind == PreviewKind::csv);
 }
 
 QString accentFromSettings()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Error.h"
 #include "preview/FilePreview.h"
 
 #include <QString>
@@ -16,6 +17,9 @@ inline constexpr qint64 kMarkdownLimit = 32 * 1024 * 1024;
 // `accentHex` is "#rrggbb".
 QString page(const QString& fragment, const std::filesystem::path& file, const QString& accentHex,
              bool csvStyle);
+// The fragment for a file of the markdown or csv kind, read from disk (Markdown up to
+// kMarkdownLimit bytes). Runs off the main thread.
+Result<QString> fragment(const std::filesystem::path& file, PreviewKind kind);
 // The page for a file of the markdown or csv kind, read from disk; a file that cannot
 // be read gives the page with "「name」を読めませんでした。". Runs off the main thread.
 QString build(const std::filesystem::path& file, PreviewKind kind, const QString& accentHex);
