@@ -4,8 +4,12 @@
 
 #include <QString>
 #include <filesystem>
+#include <string_view>
 
 namespace DefaultApplication {
+
+// Quillo's own desktop file id, which open() passes over.
+inline constexpr const char* kOwnDesktopId = "app.quillo.Quillo.desktop";
 
 // Why a file did not open.
 struct OpenFailure {
@@ -13,8 +17,8 @@ struct OpenFailure {
     QString detail;             // otherwise the desktop's own description
 };
 
-// Opens a file with the desktop's default application for its type, through GIO.
-// The URI is built from the raw path bytes.
+// Opens a file with the desktop's default application for its type, through GIO,
+// passing over Quillo itself. The file is handed over by its raw path bytes.
 std::expected<void, OpenFailure> open(const std::filesystem::path& path);
 
 } // namespace DefaultApplication

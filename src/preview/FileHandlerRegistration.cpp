@@ -1,13 +1,15 @@
 #include "preview/FileHandlerRegistration.h"
 
 #include "core/Preferences.h"
+#include "platform/DefaultApplication.h"
 
 #include <QMutex>
 #include <QtConcurrent>
 
 namespace fs = std::filesystem;
 
-const QString FileHandlerRegistration::desktopId = QStringLiteral("app.quillo.Quillo.desktop");
+const QString FileHandlerRegistration::desktopId =
+    QString::fromLatin1(DefaultApplication::kOwnDesktopId);
 const QString FileHandlerRegistration::noEntry = QStringLiteral("\n");
 
 namespace {
