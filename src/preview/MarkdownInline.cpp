@@ -199,9 +199,16 @@ void MarkdownInline::beginPiece()
 
 void MarkdownInline::endPiece(QString& out)
 {
-    out += QChar(kMarkerOpen);
-    out += QString::number(m_pieces.size());
-    out += QChar(kMarkerClose);
+    char16_t marker[24];
+    qsizetype at = std::size(marker);
+    marker[--at] = kMarkerClose;
+    size_t index = m_pieces.size();
+    do {
+        marker[--at] = char16_t(u'0' + index % 10);
+        index /= 10;
+    } while (index > 0);
+    marker[--at] = kMarkerOpen;
+    out.append(QStringView(marker + at, std::size(marker) - at));
     m_pieces.emplace_back(m_pieceStart, m_pieceText.size() - m_pieceStart);
 }
 
@@ -551,15 +558,20 @@ bool MarkdownInline::spans(QStringView in, QString& out, QStringView chars, qsiz
     Rewrite w(in, out);
     // Per delimiter character: no closer for any content that starts up to here.
     std::array<qsizetype, 2> failedLine{-1, -1};
+    // Next occurrence of each delimiter character, so that a missing one is looked for
+    // only once.
+    std::array<qsizetype, 2> next{-1, chars.size() > 1 ? -1 : n};
     qsizetype from = 0;
     while (from < n) {
-        qsizetype p = in.indexOf(chars[0], from);
-        if (chars.size() > 1) {
-            const qsizetype other = in.indexOf(chars[1], from);
-            if (p < 0 || (other >= 0 && other < p))
-                p = other;
+        for (qsizetype k = 0; k < chars.size(); ++k) {
+            if (next[k] < from) {
+                next[k] = in.indexOf(chars[k], from);
+                if (next[k] < 0)
+                    next[k] = n;
+            }
         }
-        if (p < 0)
+        const qsizetype p = std::min(next[0], next[1]);
+        if (p >= n)
             break;
         from = p + 1;
         const char16_t c = in[p].unicode();

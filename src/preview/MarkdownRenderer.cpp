@@ -148,7 +148,8 @@ qsizetype renderParagraph(Lines lines, qsizetype start, QString& out)
     if (end == start + 1) {
         appendInline(lines[start], out);
     } else {
-        QString text;
+        thread_local QString text;
+        text.clear();
         appendJoined(lines.subspan(start, end - start), text, false);
         appendInline(text, out);
     }
