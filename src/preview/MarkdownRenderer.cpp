@@ -163,6 +163,9 @@ QString render(QStringView markdown)
 {
     QString out;
     out.reserve(markdown.size() + markdown.size() / 2 + 64);
+    // A byte order mark would hide front matter or a heading on the first line.
+    if (markdown.startsWith(QChar(0xFEFF)))
+        markdown = markdown.sliced(1);
     QStringView body = markdown;
     if (const std::optional<FrontMatter> front = frontMatter(markdown)) {
         out += u"<table class=\"front-matter\">\n";

@@ -31,6 +31,7 @@ TEST(MarkdownRendererTest, HeadingsGetUniqueSlugs)
         {"markup leaves the slug, the text goes inline", u"## The `render()` *API* & more_stuff"_s,
          u"<h2 id=\"the-render-api-morestuff\">The <code>render()</code> <em>API</em> &amp; "
          u"more_stuff</h2>\n"_s},
+        {"after a byte order mark", u"\uFEFF# Title"_s, u"<h1 id=\"title\">Title</h1>\n"_s},
         {"no space, or seven levels, is a paragraph", u"#tag\n\n####### seven"_s,
          u"<p>#tag</p>\n<p>####### seven</p>\n"_s},
     });
