@@ -67,6 +67,8 @@ QString decode(QByteArrayView data, Encoding encoding)
 
 std::optional<QString> fromShiftJis(QByteArrayView data)
 {
+    // ICU's Shift_JIS is the Windows code page (with the NEC and IBM characters such as
+    // ① and 髙), which is how Japanese spreadsheets are saved.
     UErrorCode status = U_ZERO_ERROR;
     const std::unique_ptr<UConverter, decltype(&ucnv_close)> converter(
         ucnv_open("Shift_JIS", &status), &ucnv_close);

@@ -162,6 +162,7 @@ TEST(CSVRendererTest, DecodesByMarkThenUtf8ThenShiftJis)
         {QByteArray("\xFF\xFE\x0D\x54,\0a\0", 8), QStringLiteral("名,a")},
         {QByteArray("\xFE\xFF\x54\x0D\0,\0a", 8), QStringLiteral("名,a")},
         {"\x96\xBC\x91\x4F,\x83\x5C", QStringLiteral("名前,ソ")},
+        {"\x87\x40\xFA\x40\xFB\xFC", QStringLiteral("①ⅰ髙")},
         {"a\xFF"
          "b",
          QStringLiteral("a\uFFFDb")},
