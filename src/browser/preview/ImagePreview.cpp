@@ -256,7 +256,7 @@ void ImagePreview::startMovie()
     m_movieBuffer = std::make_unique<QBuffer>();
     m_movieBuffer->setData(m_bytes);
     m_movieBuffer->open(QIODevice::ReadOnly);
-    m_movie = std::make_unique<QMovie>(m_movieBuffer.get());
+    m_movie = std::make_unique<QMovie>(m_movieBuffer.get(), QByteArray(), this);
     m_movie->setCacheMode(QMovie::CacheNone);
     m_movie->setScaledSize(decodeSize());
     connect(m_movie.get(), &QMovie::frameChanged, m_canvas, qOverload<>(&QWidget::update));
