@@ -3,6 +3,7 @@
 #include "browser/preview/MediaPreview.h"
 #include "browser/preview/PdfPreview.h"
 #include "browser/preview/PdfSelectionView.h"
+#include "platform/MediaSupport.h"
 #include "support/TempDir.h"
 
 #include <QApplication>
@@ -83,6 +84,21 @@ const char animatedGif[] =
 const char svg[] = R"(<svg xmlns="http://www.w3.org/2000/svg" width="20" height="10">
 <rect width="20" height="10" fill="#00ff00"/></svg>)";
 
+// Half a second of silence: 8 kHz, mono, 8-bit PCM.
+std::string wave()
+{
+    const auto le = [](uint32_t value, int bytes) {
+        std::string out;
+        for (int i = 0; i < bytes; ++i)
+            out += char((value >> (8 * i)) & 0xff);
+        return out;
+    };
+    const uint32_t samples = 4000;
+    return "RIFF" + le(36 + samples, 4) + "WAVEfmt " + le(16, 4) + le(1, 2) + le(1, 2) +
+           le(8000, 4) + le(8000, 4) + le(1, 2) + le(8, 2) + "data" + le(samples, 4) +
+           std::string(samples, '\x80');
+}
+
 fs::path savedImage(const TempDir& dir, const char* name, QSize size, QColor color)
 {
     QImage image(size, QImage::Format_RGB32);
@@ -145,6 +161,9 @@ TEST(ViewersTest, EachViewerShowsGoodFilesAndNamesWhatItCannotShow)
         {"broken.pdf", "%PDF-1.4\nnothing here\n", "pdf", "「broken.pdf」を開けませんでした。"},
         {"locked.pdf", encryptedPdf(), "pdf", "「locked.pdf」はパスワードで保護されています。"},
         {"fake.mp4", std::string(4096, 'x'), "media", "「fake.mp4」を再生できませんでした。"},
+        // Without a media backend nothing plays, but the preview still answers.
+        {"quiet.wav", wave(), "media",
+         gstreamerPlaybackPresent() ? QString() : "「quiet.wav」を再生できませんでした。"},
     };
     for (const auto& row : rows) {
         const fs::path file = dir.file(row.name, row.bytes);
