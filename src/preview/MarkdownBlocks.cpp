@@ -1,5 +1,6 @@
 // Lists, tables and heading slugs of the Markdown renderer.
 #include "preview/MarkdownRenderer.h"
+#include "preview/MarkdownScan.h"
 
 namespace MarkdownRenderer {
 
@@ -8,7 +9,7 @@ namespace {
 // \s in the quoted patterns: ASCII white space, as QRegularExpression reads it.
 bool isPatternSpace(QChar c)
 {
-    return c == u' ' || (c >= u'\t' && c <= u'\r');
+    return MarkdownScan::isSpace(c.unicode());
 }
 
 QStringView trimmedPattern(QStringView text)

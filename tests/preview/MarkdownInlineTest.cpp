@@ -153,6 +153,11 @@ TEST(MarkdownInlineTest, MatchesTheQuotedPatternsOnGeneratedText)
         u"　"_s,
         u"😀"_s,
         u"?"_s,
+        u"]("_s,
+        u"!["_s,
+        u"```"_s,
+        u"<br/>"_s,
+        u"<i\nclass=x>"_s,
     };
     std::mt19937 random(20240611);
     std::uniform_int_distribution<size_t> pick(0, std::size(tokens) - 1);
