@@ -1,20 +1,323 @@
 #include "browser/preview/PreviewWidget.h"
 
-PreviewWidget::PreviewWidget(QWidget* parent)
-    : QWidget(parent)
+#include "browser/preview/FileCard.h"
+#include "browser/preview/ImagePreview.h"
+#include "browser/preview/MediaPreview.h"
+#include "browser/preview/PdfPreview.h"
+#include "browser/preview/PreviewLoader.h"
+#include "browser/preview/PreviewRequestInterceptor.h"
+#include "browser/preview/PreviewWebPage.h"
+#include "browser/preview/TextPreview.h"
+#include "core/Preferences.h"
+#include "core/WorkPools.h"
+#include "preview/FilePreview.h"
+
+#include <QContextMenuEvent>
+#include <QFuture>
+#include <QLabel>
+#include <QMenu>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+#include <QWebEngineLoadingInfo>
+#include <QWebEngineView>
+#include <QtConcurrent>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const QString kZoomKey = QStringLiteral("previewZoom");
+
+// Made on first need, with its signals tied to the widget's bookkeeping: most
+// previews never need most viewers, and a media player is costly to set up.
+template <typename Viewer>
+Viewer* made(Viewer*& slot, QStackedWidget* stack, auto onShown, auto onFailed)
 {
+    if (slot)
+        return slot;
+    auto* viewer = slot = new Viewer(stack);
+    stack->addWidget(viewer);
+    QObject::connect(viewer, &Viewer::shown, stack,
+                     [=](const fs::path& file) { onShown(viewer, file); });
+    QObject::connect(
+        viewer, &Viewer::failed, stack,
+        [=](const fs::path& file, const QString& message) { onFailed(viewer, file, message); });
+    return viewer;
 }
 
-PreviewWidget::~PreviewWidget() = default;
+} // namespace
 
-void PreviewWidget::showFile(const std::filesystem::path& file)
+PreviewWidget::PreviewWidget(QWidget* parent)
+    : QWidget(parent)
+    , m_stack(new QStackedWidget(this))
+    , m_placeholder(new QLabel(QStringLiteral("プレビューなし"), m_stack))
+    , m_text(new TextPreview(m_stack))
+    , m_generation(std::make_shared<std::atomic<quint64>>(0))
 {
+    static int serials = 0;
+    m_serial = ++serials;
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_stack);
+
+    m_placeholder->setAlignment(Qt::AlignCenter);
+    m_placeholder->setEnabled(false); // drawn in the palette's dim text colour
+    m_stack->addWidget(m_placeholder);
+    m_stack->addWidget(m_text);
+
+    m_card = new FileCard(m_stack);
+    m_stack->addWidget(m_card);
+    connect(m_card, &FileCard::shown, this,
+            [this](const fs::path& file) { viewShown(m_card, file); });
+
+    m_stack->setCurrentWidget(m_placeholder);
+    connect(&Preferences::shared(), &Preferences::changed, this, [this](const QString& key) {
+        if (key == kZoomKey)
+            applyZoom();
+    });
+    applyZoom();
+}
+
+PreviewWidget::~PreviewWidget()
+{
+    m_generation->store(~quint64(0));
+    QThreadPool::globalInstance()->start(
+        [prefix = pagePrefix()] { PreviewLoader::removePages(prefix); });
+}
+
+void PreviewWidget::showFile(const fs::path& file)
+{
+    ++*m_generation;
+    m_file = file;
+    const auto kind = FilePreview::kind(file);
+    if (kind != PreviewKind::visual) {
+        startLoading(file);
+        return;
+    }
+    loadInViewer(FilePreview::viewer(file), file);
+}
+
+void PreviewWidget::loadInViewer(PreviewViewer kind, const fs::path& file)
+{
+    auto shown = [this](QWidget* view, const fs::path& file) { viewShown(view, file); };
+    auto failed = [this](QWidget* view, const fs::path& file, const QString& message) {
+        viewFailed(view, file, message);
+    };
+    const double zoom = Preferences::shared().previewZoom();
+    switch (kind) {
+    case PreviewViewer::image:
+        expect(made(m_image, m_stack, shown, failed));
+        m_image->setZoom(zoom);
+        m_image->load(file);
+        break;
+    case PreviewViewer::pdf:
+        expect(made(m_pdf, m_stack, shown, failed));
+        m_pdf->setZoom(zoom);
+        m_pdf->load(file);
+        break;
+    case PreviewViewer::media:
+        expect(made(m_media, m_stack, shown, failed));
+        m_media->setZoom(zoom);
+        m_media->load(file);
+        break;
+    case PreviewViewer::quickLook:
+        expect(m_card);
+        m_card->load(file);
+        break;
+    }
+}
+
+void PreviewWidget::showPlaceholder()
+{
+    ++*m_generation;
+    m_file.reset();
+    expect(nullptr);
+    switchTo(m_placeholder);
+}
+
+std::optional<fs::path> PreviewWidget::shownFile() const
+{
+    return m_file;
+}
+
+void PreviewWidget::startLoading(const fs::path& file)
+{
+    expect(nullptr);
+    const quint64 generation = m_generation->load();
+    PreviewLoader::Request request;
+    request.file = file;
+    request.kind = FilePreview::kind(file);
+    request.accentHex = palette().color(QPalette::Highlight).name(QColor::HexRgb);
+    request.pageName = pagePrefix() + QString::number(generation);
+    request.current = [counter = m_generation, generation] {
+        return counter->load() == generation;
+    };
+    QtConcurrent::run(&WorkPools::previews(), [request] {
+        auto content = PreviewLoader::prepare(request);
+        // Earlier pages of this widget are no longer shown.
+        if (content && content->shows == PreviewContent::Shows::page)
+            PreviewLoader::removePages(request.pageName.section(QLatin1Char('-'), 0, 0) +
+                                           QLatin1Char('-'),
+                                       request.pageName);
+        return content;
+    }).then(this, [this, generation](const std::optional<PreviewContent>& content) {
+        // Always through the event loop, never inside showFile: a quick result must
+        // not start the engine for a file the user is already moving past.
+        QMetaObject::invokeMethod(
+            this,
+            [this, generation, content] {
+                if (content && generation == m_generation->load())
+                    applyContent(*content);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void PreviewWidget::applyContent(const PreviewContent& content)
+{
+    switch (content.shows) {
+    case PreviewContent::Shows::page:
+        ensureWebView();
+        expect(m_web);
+        m_expectedPage = PreviewRequestInterceptor::normalized(content.page);
+        m_page->open(content.page, m_file->parent_path());
+        break;
+    case PreviewContent::Shows::text:
+        expect(m_text);
+        m_text->setPlainText(content.text);
+        switchTo(m_text);
+        Q_EMIT fileShown(*m_file);
+        break;
+    case PreviewContent::Shows::card:
+        showCard(content.message);
+        break;
+    }
+}
+
+void PreviewWidget::showCard(const QString& message)
+{
+    expect(m_card);
+    m_card->load(*m_file, message);
+}
+
+void PreviewWidget::expect(QWidget* view)
+{
+    // A viewer still working for a dropped request stops; the one on screen keeps
+    // its content until the next one is ready.
+    if (m_expected && m_expected != view && m_expected != m_stack->currentWidget())
+        release(m_expected);
+    m_expected = view;
+    if (view != m_web)
+        m_expectedPage.clear();
+}
+
+void PreviewWidget::viewShown(QWidget* view, const fs::path& file)
+{
+    if (view != m_expected || !m_file || file != *m_file)
+        return;
+    switchTo(view);
     Q_EMIT fileShown(file);
 }
 
-void PreviewWidget::showPlaceholder() {}
-
-std::optional<std::filesystem::path> PreviewWidget::shownFile() const
+void PreviewWidget::viewFailed(QWidget* view, const fs::path& file, const QString& message)
 {
-    return std::nullopt;
+    if (view != m_expected || !m_file || file != *m_file)
+        return;
+    showCard(message);
+}
+
+void PreviewWidget::webLoadingChanged(const QWebEngineLoadingInfo& info)
+{
+    if (m_expected != m_web || !m_file || m_expectedPage.empty())
+        return;
+    const auto page = PreviewRequestInterceptor::localPath(info.url());
+    if (!page || *page != m_expectedPage)
+        return;
+    switch (info.status()) {
+    case QWebEngineLoadingInfo::LoadStartedStatus:
+        return;
+    case QWebEngineLoadingInfo::LoadSucceededStatus:
+        m_expectedPage.clear();
+        switchTo(m_web);
+        Q_EMIT fileShown(*m_file);
+        return;
+    case QWebEngineLoadingInfo::LoadStoppedStatus:
+    case QWebEngineLoadingInfo::LoadFailedStatus:
+        m_expectedPage.clear();
+        showCard(PreviewLoader::unreadableMessage(*m_file));
+        return;
+    }
+}
+
+void PreviewWidget::switchTo(QWidget* view)
+{
+    QWidget* previous = m_stack->currentWidget();
+    if (previous == view)
+        return;
+    m_stack->setCurrentWidget(view);
+    release(previous);
+}
+
+void PreviewWidget::release(QWidget* view)
+{
+    // Frees what a view no longer on screen holds (decoded images, playback).
+    if (!view)
+        return;
+    if (view == m_image)
+        m_image->clear();
+    else if (view == m_pdf)
+        m_pdf->clear();
+    else if (view == m_media)
+        m_media->clear();
+    else if (view == m_card)
+        m_card->clear();
+    else if (view == m_text)
+        m_text->clear();
+}
+
+void PreviewWidget::ensureWebView()
+{
+    if (m_web)
+        return;
+    // Made on first need: the web engine starts only when a page is shown.
+    m_web = new QWebEngineView(m_stack);
+    m_page = new PreviewWebPage(m_web);
+    m_web->setPage(m_page);
+    m_web->setAcceptDrops(false);
+    m_web->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_web, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
+        QMenu menu;
+        menu.addAction(m_page->action(QWebEnginePage::Copy));
+        menu.addAction(m_page->action(QWebEnginePage::SelectAll));
+        menu.exec(m_web->mapToGlobal(at));
+    });
+    connect(m_page, &QWebEnginePage::loadingChanged, this, &PreviewWidget::webLoadingChanged);
+    connect(m_page, &PreviewWebPage::fileLinkActivated, this, &PreviewWidget::fileLinkActivated);
+    m_stack->addWidget(m_web);
+    // A child that was never laid out is 100×30 until its window is shown, and a long
+    // page laid out that narrow takes many times as long as at a real width.
+    if (m_stack->testAttribute(Qt::WA_Resized))
+        m_web->resize(m_stack->size());
+    else
+        m_web->resize(testAttribute(Qt::WA_Resized) ? size() : QSize(800, 600));
+    applyZoom();
+}
+
+void PreviewWidget::applyZoom()
+{
+    const double zoom = Preferences::shared().previewZoom();
+    if (m_web)
+        m_web->setZoomFactor(std::clamp(zoom, 0.25, 5.0)); // the engine's own range
+    m_text->setZoom(zoom);
+    if (m_image)
+        m_image->setZoom(zoom);
+    if (m_pdf)
+        m_pdf->setZoom(zoom);
+    if (m_media)
+        m_media->setZoom(zoom);
+}
+
+QString PreviewWidget::pagePrefix() const
+{
+    return QString::number(m_serial) + QLatin1Char('-');
 }

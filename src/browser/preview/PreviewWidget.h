@@ -1,8 +1,24 @@
 #pragma once
 
+#include "preview/FilePreview.h"
+
 #include <QWidget>
+#include <atomic>
 #include <filesystem>
+#include <memory>
 #include <optional>
+
+class FileCard;
+class ImagePreview;
+class MediaPreview;
+class PdfPreview;
+class PreviewWebPage;
+class QLabel;
+class QStackedWidget;
+class QWebEngineLoadingInfo;
+class QWebEngineView;
+class TextPreview;
+struct PreviewContent;
 
 // Shows one file: a page (Markdown, HTML, CSV), an image, a PDF, audio or video,
 // plain text, or a card with the file's icon and facts. Reading and rendering run
@@ -25,4 +41,36 @@ Q_SIGNALS:
     void fileLinkActivated(const std::filesystem::path& target);
     // The requested file is on screen (page loaded, image drawn, card shown).
     void fileShown(const std::filesystem::path& file);
+
+private:
+    void startLoading(const std::filesystem::path& file);
+    void loadInViewer(PreviewViewer kind, const std::filesystem::path& file);
+    void applyContent(const PreviewContent& content);
+    void showCard(const QString& message);
+    void expect(QWidget* view);
+    void viewShown(QWidget* view, const std::filesystem::path& file);
+    void viewFailed(QWidget* view, const std::filesystem::path& file, const QString& message);
+    void webLoadingChanged(const QWebEngineLoadingInfo& info);
+    void switchTo(QWidget* view);
+    void release(QWidget* view);
+    void ensureWebView();
+    void applyZoom();
+    QString pagePrefix() const;
+
+    QStackedWidget* m_stack;
+    QLabel* m_placeholder;
+    TextPreview* m_text;
+    ImagePreview* m_image = nullptr;
+    PdfPreview* m_pdf = nullptr;
+    MediaPreview* m_media = nullptr;
+    FileCard* m_card;
+    QWebEngineView* m_web = nullptr;
+    PreviewWebPage* m_page = nullptr;
+
+    // Shared with the work in flight, which gives up once it no longer matches.
+    std::shared_ptr<std::atomic<quint64>> m_generation;
+    std::optional<std::filesystem::path> m_file;
+    QWidget* m_expected = nullptr;        // the view that will show the requested file
+    std::filesystem::path m_expectedPage; // the page the web view is loading
+    int m_serial;
 };

@@ -1,0 +1,70 @@
+#include "browser/preview/PreviewRequestInterceptor.h"
+
+#include <QMutexLocker>
+#include <QWebEngineUrlRequestInfo>
+#include <algorithm>
+
+PreviewRequestInterceptor::PreviewRequestInterceptor(QObject* parent)
+    : QWebEngineUrlRequestInterceptor(parent)
+{
+}
+
+void PreviewRequestInterceptor::allow(const std::filesystem::path& page,
+                                      const std::filesystem::path& folder)
+{
+    QMutexLocker lock(&m_mutex);
+    m_page = normalized(page);
+    m_folder = normalized(folder);
+}
+
+void PreviewRequestInterceptor::interceptRequest(QWebEngineUrlRequestInfo& info)
+{
+    if (permits(info.requestUrl()))
+        return;
+    info.block(true);
+    Q_EMIT blocked(info.requestUrl());
+}
+
+bool PreviewRequestInterceptor::permits(const QUrl& url) const
+{
+    if (url.scheme() == QLatin1String("data"))
+        return true;
+    const auto path = localPath(url);
+    if (!path)
+        return false;
+    QMutexLocker lock(&m_mutex);
+    if (*path == m_page)
+        return true;
+    return !m_folder.empty() && isInside(*path, m_folder);
+}
+
+std::optional<std::filesystem::path> PreviewRequestInterceptor::localPath(const QUrl& url)
+{
+    if (url.scheme() != QLatin1String("file"))
+        return std::nullopt;
+    const QString host = url.host();
+    if (!host.isEmpty() && host != QLatin1String("localhost"))
+        return std::nullopt;
+    // Percent-decoded byte for byte: a name need not be valid UTF-8.
+    const QByteArray bytes =
+        QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
+    if (!bytes.startsWith('/'))
+        return std::nullopt;
+    return normalized(std::filesystem::path(bytes.toStdString()));
+}
+
+std::filesystem::path PreviewRequestInterceptor::normalized(const std::filesystem::path& path)
+{
+    auto normal = path.lexically_normal();
+    if (!normal.has_filename() && normal.has_relative_path())
+        normal = normal.parent_path();
+    return normal;
+}
+
+bool PreviewRequestInterceptor::isInside(const std::filesystem::path& path,
+                                         const std::filesystem::path& folder)
+{
+    const auto [inFolder, inPath] =
+        std::mismatch(folder.begin(), folder.end(), path.begin(), path.end());
+    return inFolder == folder.end();
+}
