@@ -1,11 +1,10 @@
 #include "preview/MarkdownInline.h"
 
-#include "preview/MarkdownRenderer.h"
+#include "preview/HtmlText.h"
 #include "preview/MarkdownScan.h"
 
 #include <array>
 
-using MarkdownRenderer::appendEscaped;
 using namespace MarkdownScan;
 
 namespace {
@@ -198,7 +197,7 @@ bool MarkdownInline::codeSpans(QStringView in, QString& out)
             QString& o = w.upTo(p);
             beginPiece();
             m_pieceText += u"<code>";
-            appendEscaped(in.sliced(start, close - start), m_pieceText);
+            HtmlText::appendEscaped(m_pieceText, in.sliced(start, close - start));
             m_pieceText += u"</code>";
             endPiece(o);
             from = close + k;
@@ -221,7 +220,7 @@ bool MarkdownInline::backslashEscapes(QStringView in, QString& out)
         }
         QString& o = w.upTo(p);
         beginPiece();
-        appendEscaped(in.sliced(p + 1, 1), m_pieceText);
+        HtmlText::appendEscaped(m_pieceText, in.sliced(p + 1, 1));
         endPiece(o);
         from = p + 2;
         w.resumeAt(from);
@@ -259,9 +258,9 @@ bool MarkdownInline::autolinks(QStringView in, QString& out)
         QString& o = w.upTo(p);
         beginPiece();
         m_pieceText += u"<a href=\"";
-        appendEscaped(url, m_pieceText);
+        HtmlText::appendEscaped(m_pieceText, url);
         m_pieceText += u"\">";
-        appendEscaped(url, m_pieceText);
+        HtmlText::appendEscaped(m_pieceText, url);
         m_pieceText += u"</a>";
         endPiece(o);
         from = r + 1;
@@ -316,6 +315,6 @@ bool MarkdownInline::escapeHtml(QStringView in, QString& out)
 {
     out.clear();
     out.reserve(in.size() + in.size() / 8 + 16);
-    appendEscaped(in, out);
+    HtmlText::appendEscaped(out, in);
     return true;
 }

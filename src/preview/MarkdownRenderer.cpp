@@ -1,5 +1,6 @@
 #include "preview/MarkdownRenderer.h"
 
+#include "preview/HtmlText.h"
 #include "preview/MarkdownInline.h"
 
 namespace MarkdownRenderer {
@@ -82,7 +83,7 @@ void appendJoined(Lines lines, QString& out, bool escape)
         if (k > 0)
             out += u'\n';
         if (escape)
-            appendEscaped(lines[k], out);
+            HtmlText::appendEscaped(out, lines[k]);
         else
             out += lines[k];
     }
@@ -98,7 +99,7 @@ qsizetype renderFence(Lines lines, qsizetype start, QString& out)
     out += u"<pre><code";
     if (!language.isEmpty()) {
         out += u" class=\"language-";
-        appendEscaped(language, out);
+        HtmlText::appendEscaped(out, language);
         out += u'"';
     }
     out += u'>';
@@ -171,9 +172,9 @@ QString render(QStringView markdown)
         out += u"<table class=\"front-matter\">\n";
         for (const auto& [key, value] : front->pairs) {
             out += u"<tr><th>";
-            appendEscaped(key, out);
+            HtmlText::appendEscaped(out, key);
             out += u"</th><td>";
-            appendEscaped(value, out);
+            HtmlText::appendEscaped(out, value);
             out += u"</td></tr>\n";
         }
         out += u"\n</table>\n";
@@ -318,43 +319,6 @@ QString inlineText(QStringView text)
 {
     QString out;
     appendInline(text, out);
-    return out;
-}
-
-void appendEscaped(QStringView text, QString& out)
-{
-    qsizetype copied = 0;
-    const qsizetype n = text.size();
-    for (qsizetype i = 0; i < n; ++i) {
-        QStringView entity;
-        switch (text[i].unicode()) {
-        case u'&':
-            entity = u"&amp;";
-            break;
-        case u'<':
-            entity = u"&lt;";
-            break;
-        case u'>':
-            entity = u"&gt;";
-            break;
-        case u'"':
-            entity = u"&quot;";
-            break;
-        default:
-            continue;
-        }
-        out += text.sliced(copied, i - copied);
-        out += entity;
-        copied = i + 1;
-    }
-    out += text.sliced(copied);
-}
-
-QString escaped(QStringView text)
-{
-    QString out;
-    out.reserve(text.size());
-    appendEscaped(text, out);
     return out;
 }
 

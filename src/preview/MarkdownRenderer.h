@@ -59,8 +59,4 @@ bool isBlockStart(QStringView line);
 QString inlineText(QStringView text);
 void appendInline(QStringView text, QString& out);
 
-// "&", "<", ">" and the double quote to entities, in that order.
-void appendEscaped(QStringView text, QString& out);
-QString escaped(QStringView text);
-
 } // namespace MarkdownRenderer
