@@ -3,6 +3,7 @@
 #include "browser/preview/MediaPreview.h"
 #include "browser/preview/PdfPreview.h"
 #include "browser/preview/PdfSelectionView.h"
+#include "core/WorkPools.h"
 #include "platform/MediaSupport.h"
 #include "support/TempDir.h"
 
@@ -176,6 +177,26 @@ TEST(ViewersTest, EachViewerShowsGoodFilesAndNamesWhatItCannotShow)
     }
 }
 
+TEST(ViewersTest, ANewerImageLoadDropsTheOlderOne)
+{
+    TempDir dir;
+    ImagePreview view;
+    view.resize(400, 300);
+    // The first takes longer to decode, so its result comes last.
+    const fs::path first = savedImage(dir, "first.png", {3000, 3000}, Qt::red);
+    const fs::path second = savedImage(dir, "second.png", {30, 30}, Qt::blue);
+    QSignalSpy shown(&view, &ImagePreview::shown);
+    view.load(first);
+    ASSERT_TRUE(loadAndWait(view, second).shown);
+    // Lets a late result of the first arrive, if it were kept.
+    WorkPools::previews().waitForDone();
+    QCoreApplication::processEvents();
+    ASSERT_EQ(shown.count(), 1);
+    EXPECT_EQ(shown.first().at(0).value<fs::path>(), second);
+    const QImage shot = view.grab().toImage();
+    EXPECT_EQ(QColor(shot.pixel(shot.width() / 2, shot.height() / 2)), QColor(Qt::blue));
+}
+
 TEST(ViewersTest, AnimatedGifPlaysAndAStillImageDoesNot)
 {
     TempDir dir;
@@ -249,6 +270,13 @@ TEST(ViewersTest, PdfPagesAreNavigatedAndDraggedTextIsCopied)
     EXPECT_EQ(pages->pageAtHeight(pages->viewport()->height() - 1), 1);
     number->setValue(1);
     EXPECT_EQ(pages->pageAtHeight(0), 0);
+
+    // Zoom 1 fits the width beside the scroll bar's room; 2 doubles it.
+    const int fitted = pages->pageRect(0).width();
+    EXPECT_GT(fitted, pages->viewport()->width() * 8 / 10);
+    EXPECT_LE(fitted, pages->viewport()->width());
+    view.setZoom(2.0);
+    EXPECT_NEAR(pages->pageRect(0).width(), 2 * fitted, 2);
 }
 
 TEST(ViewersTest, FileCardShowsKindSizeAndMessage)
