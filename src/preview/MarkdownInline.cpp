@@ -166,6 +166,22 @@ void MarkdownInline::render(QStringView text, QString& out)
         out.append(current);
     else
         restore(current, qsizetype(m_pieces.size()), out);
+    releaseLargeBuffers();
+}
+
+// The buffers live as long as their thread; one huge paragraph should not keep its
+// memory there.
+void MarkdownInline::releaseLargeBuffers()
+{
+    constexpr qsizetype kKept = 1 << 20;
+    for (QString& buffer : m_buffers) {
+        if (buffer.capacity() > kKept)
+            buffer = QString();
+    }
+    if (m_pieceText.capacity() > kKept)
+        m_pieceText = QString();
+    if (m_pieces.capacity() > size_t(kKept) / 16)
+        m_pieces = {};
 }
 
 // "(`+)(.+?)\1": the longest opening run is tried first, then shorter ones.

@@ -34,6 +34,7 @@ private:
     void beginPiece();
     void endPiece(QString& out);
     void restore(QStringView text, qsizetype below, QString& out) const;
+    void releaseLargeBuffers();
 
     QString m_pieceText;
     std::vector<std::pair<qsizetype, qsizetype>> m_pieces; // start and length in m_pieceText

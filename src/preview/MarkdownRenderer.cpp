@@ -149,8 +149,7 @@ qsizetype renderParagraph(Lines lines, qsizetype start, QString& out)
     if (end == start + 1) {
         appendInline(lines[start], out);
     } else {
-        thread_local QString text;
-        text.clear();
+        QString text;
         appendJoined(lines.subspan(start, end - start), text, false);
         appendInline(text, out);
     }
