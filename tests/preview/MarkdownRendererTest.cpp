@@ -51,6 +51,8 @@ TEST(MarkdownRendererTest, ParagraphsAndInlineText)
          u"[site](https://a.b \"Home\") ![logo](i.png) <kbd>K</kbd> <https://x.y/?a&b>"_s,
          u"<p><a href=\"https://a.b\" title=\"Home\">site</a> <img src=\"i.png\" alt=\"logo\"> "
          u"<kbd>K</kbd> <a href=\"https://x.y/?a&amp;b\">https://x.y/?a&amp;b</a></p>\n"_s},
+        {"typed marker characters stay text", u"`a` \uE0000\uE001"_s,
+         u"<p><code>a</code> \uFFFD0\uFFFD</p>\n"_s},
         {"a block start ends a paragraph", u"text\n# H\nmore\n- item\nlast\n> q"_s,
          u"<p>text</p>\n<h1 id=\"h\">H</h1>\n<p>more</p>\n<ul>\n<li>item\nlast</li>\n</ul>\n"
          u"<blockquote>\n<p>q</p>\n</blockquote>\n"_s},
