@@ -144,11 +144,6 @@ void appendCell(QStringView tag, QStringView align, QStringView text, QString& o
     out += u'>';
 }
 
-bool isLetterOrNumber(char32_t c)
-{
-    return QChar::isLetter(c) || QChar::isNumber(c);
-}
-
 } // namespace
 
 // Items continue while marker lines of the same kind stand at the list's indentation,
@@ -254,9 +249,13 @@ std::vector<QStringView> tableCells(QStringView line)
     if (t.endsWith(u'|'))
         t.chop(1);
     std::vector<QStringView> cells;
-    for (QStringView cell : t.split(u'|'))
-        cells.push_back(cell.trimmed());
-    return cells;
+    for (qsizetype from = 0;;) {
+        const qsizetype bar = t.indexOf(u'|', from);
+        cells.push_back(t.sliced(from, (bar < 0 ? t.size() : bar) - from).trimmed());
+        if (bar < 0)
+            return cells;
+        from = bar + 1;
+    }
 }
 
 QString uniqueSlug(QStringView text, SlugTable& slugs)
@@ -267,23 +266,30 @@ QString uniqueSlug(QStringView text, SlugTable& slugs)
         if (!QStringView(u"`*_~[]()").contains(c))
             removed += c;
     }
-    const QString lower = removed.toLower();
+    const QString lower = std::move(removed).toLower();
     // Letters and digits of any script, white space and hyphens; runs of white space
     // become one hyphen, none at either end.
     QString slug;
     slug.reserve(lower.size());
     bool pendingSpace = false;
-    for (char32_t c : QStringView(lower).toUcs4()) {
-        if (c < 128 && isPatternSpace(QChar(c))) {
+    for (qsizetype i = 0; i < lower.size(); ++i) {
+        const QChar c = lower[i];
+        const bool pair =
+            c.isHighSurrogate() && i + 1 < lower.size() && lower[i + 1].isLowSurrogate();
+        const char32_t code = pair ? QChar::surrogateToUcs4(c, lower[i + 1]) : c.unicode();
+        if (isPatternSpace(c)) {
             pendingSpace = !slug.isEmpty();
             continue;
         }
-        if (c != U'-' && !isLetterOrNumber(c))
-            continue;
-        if (pendingSpace)
-            slug += u'-';
-        pendingSpace = false;
-        slug += QString::fromUcs4(&c, 1);
+        if (code == U'-' || QChar::isLetter(code) || QChar::isNumber(code)) {
+            if (pendingSpace)
+                slug += u'-';
+            pendingSpace = false;
+            slug += c;
+            if (pair)
+                slug += lower[i + 1];
+        }
+        i += pair ? 1 : 0;
     }
     if (slug.isEmpty())
         slug = QStringLiteral("section");

@@ -57,13 +57,15 @@ struct Present {
 Present presentCharacters(QStringView text)
 {
     Present p;
+    bool beyond = false;
+    // Without branches: characters beyond ASCII all land on NUL, which no rule asks for.
     for (QChar ch : text) {
         const char16_t c = ch.unicode();
-        if (c < 128)
-            p.ascii[c] = true;
-        else if (c == kMarkerOpen || c == kMarkerClose)
-            p.marker = true;
+        p.ascii[c < 128 ? c : 0] = true;
+        beyond |= c >= kMarkerOpen;
     }
+    // Rarely anything at or above the markers: look closer only then.
+    p.marker = beyond && (text.contains(QChar(kMarkerOpen)) || text.contains(QChar(kMarkerClose)));
     return p;
 }
 

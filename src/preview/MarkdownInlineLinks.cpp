@@ -129,22 +129,24 @@ bool MarkdownInline::bareUrls(QStringView in, QString& out)
     const qsizetype n = in.size();
     Rewrite w(in, out);
     qsizetype from = 0;
-    qsizetype p;
-    while ((p = in.indexOf(u"http", from)) >= 0) {
-        from = p + 1;
+    qsizetype colon;
+    // Every "http://" or "https://" is found through its colon.
+    while ((colon = in.indexOf(u':', from)) >= 0) {
+        from = colon + 1;
+        if (!startsAt(in, colon + 1, u"//"))
+            continue;
+        const qsizetype p = colon >= 5 && startsAt(in, colon - 5, u"https")  ? colon - 5
+                            : colon >= 4 && startsAt(in, colon - 4, u"http") ? colon - 4
+                                                                             : -1;
+        if (p < w.resumedAt())
+            continue;
         if (p > 0) {
             const char16_t before = in[p - 1].unicode();
             if (before == u'"' || before == u'\'' || before == u'=' || before == u'/' ||
                 isWord(before))
                 continue;
         }
-        qsizetype q = p + 4;
-        if (startsAt(in, q, u"s://"))
-            q += 4;
-        else if (startsAt(in, q, u"://"))
-            q += 3;
-        else
-            continue;
+        const qsizetype q = colon + 3;
         qsizetype r = q;
         while (r < n && in[r] != u'<' && !isSpace(in[r].unicode()))
             ++r;
@@ -174,7 +176,7 @@ bool MarkdownInline::spans(QStringView in, QString& out, QStringView chars, qsiz
 {
     const qsizetype n = in.size();
     auto runAt = [&](qsizetype at, char16_t c) {
-        return at + width <= n && in.sliced(at, width).count(QChar(c)) == width;
+        return at + width <= n && in[at] == c && in[at + width - 1] == c; // width 1 or 2
     };
     auto outside = [&](qsizetype at, char16_t c) {
         return at < 0 || at >= n || (!isWord(in[at].unicode()) && in[at] != c);
@@ -232,9 +234,11 @@ bool MarkdownInline::hardBreaks(QStringView in, QString& out)
     Rewrite w(in, out);
     qsizetype from = 0;
     qsizetype p;
-    while ((p = in.indexOf(u"  \n", from)) >= 0) {
-        w.upTo(p) += u"<br>\n";
-        from = p + 3;
+    while ((p = in.indexOf(u'\n', from)) >= 0) {
+        from = p + 1;
+        if (p < 2 || in[p - 1] != u' ' || in[p - 2] != u' ' || p - 2 < w.resumedAt())
+            continue;
+        w.upTo(p - 2) += u"<br>\n";
         w.resumeAt(from);
     }
     return w.finish();

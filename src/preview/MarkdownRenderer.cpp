@@ -110,10 +110,16 @@ qsizetype renderFence(Lines lines, qsizetype start, QString& out)
 
 void renderHeading(const Heading& h, SlugTable& slugs, QString& out)
 {
-    const QString level = QString::number(h.level);
-    out += u"<h" + level + u" id=\"" + uniqueSlug(h.text, slugs) + u"\">";
+    const QChar level(u'0' + h.level);
+    out += u"<h";
+    out += level;
+    out += u" id=\"";
+    out += uniqueSlug(h.text, slugs);
+    out += u"\">";
     appendInline(h.text, out);
-    out += u"</h" + level + u">\n";
+    out += u"</h";
+    out += level;
+    out += u">\n";
 }
 
 qsizetype renderQuote(Lines lines, qsizetype start, SlugTable& slugs, QString& out, int depth)

@@ -50,6 +50,8 @@ public:
         return m_out;
     }
     void resumeAt(qsizetype at) { m_copied = at; }
+    // Where the last replacement ended: no match may start before it.
+    qsizetype resumedAt() const { return m_copied; }
     bool finish()
     {
         if (m_changed)

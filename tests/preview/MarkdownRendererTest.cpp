@@ -28,6 +28,8 @@ TEST(MarkdownRendererTest, HeadingsGetUniqueSlugs)
          u"<h3 id=\"section\">!!!</h3>\n<h4 id=\"section-1\">(*)</h4>\n"_s},
         {"Japanese keeps kana and kanji", u"# 日本語の  見出し　です"_s,
          u"<h1 id=\"日本語の-見出しです\">日本語の  見出し　です</h1>\n"_s},
+        {"letters beyond the BMP stay, emoji go", u"# 𠮷野家 😀 1"_s,
+         u"<h1 id=\"𠮷野家-1\">𠮷野家 😀 1</h1>\n"_s},
         {"markup leaves the slug, the text goes inline", u"## The `render()` *API* & more_stuff"_s,
          u"<h2 id=\"the-render-api-morestuff\">The <code>render()</code> <em>API</em> &amp; "
          u"more_stuff</h2>\n"_s},
