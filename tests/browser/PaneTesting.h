@@ -28,6 +28,8 @@ inline void resetPreferences()
     Preferences::shared().setVimKeyBindings(false);
     Preferences::shared().setShowHiddenFiles(false);
     Preferences::shared().setSort(FileSort{});
+    // The list takes the pane's whole width; the preview's own tests turn it on.
+    Preferences::shared().setMarkdownPreview(false);
 }
 
 inline bool waitForListing(PaneView& pane)
