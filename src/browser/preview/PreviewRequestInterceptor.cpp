@@ -19,10 +19,16 @@ void PreviewRequestInterceptor::allow(const std::filesystem::path& page,
 
 void PreviewRequestInterceptor::interceptRequest(QWebEngineUrlRequestInfo& info)
 {
-    if (permits(info.requestUrl()))
-        return;
-    info.block(true);
-    Q_EMIT blocked(info.requestUrl());
+    if (!admit(info.requestUrl()))
+        info.block(true);
+}
+
+bool PreviewRequestInterceptor::admit(const QUrl& url)
+{
+    if (permits(url))
+        return true;
+    Q_EMIT blocked(url);
+    return false;
 }
 
 bool PreviewRequestInterceptor::permits(const QUrl& url) const

@@ -19,6 +19,8 @@ public:
     void interceptRequest(QWebEngineUrlRequestInfo& info) override;
 
     bool permits(const QUrl& url) const;
+    // permits(), and blocked() when not.
+    bool admit(const QUrl& url);
 
     // The local path of a file: URL from its raw bytes, ".." resolved lexically;
     // none for other schemes and remote hosts.

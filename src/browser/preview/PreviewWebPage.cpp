@@ -22,7 +22,6 @@ void lockDown(QWebEngineSettings* settings)
                                  S::JavascriptCanPaste,
                                  S::LocalStorageEnabled,
                                  S::PluginsEnabled,
-                                 S::LocalContentCanAccessFileUrls,
                                  S::LocalContentCanAccessRemoteUrls,
                                  S::ErrorPageEnabled,
                                  S::HyperlinkAuditingEnabled,
@@ -40,6 +39,10 @@ void lockDown(QWebEngineSettings* settings)
                                  S::TouchIconsEnabled})
         settings->setAttribute(attribute, false);
     settings->setAttribute(S::AutoLoadImages, true);
+    // Off, Qt refuses every file: URL a local page asks for, even an image beside the
+    // document; on, PreviewRequestInterceptor confines them to the document's folder.
+    // Scripts are off, so nothing can read what a page shows.
+    settings->setAttribute(S::LocalContentCanAccessFileUrls, true);
     settings->setUnknownUrlSchemePolicy(S::DisallowUnknownUrlSchemes);
 }
 
@@ -91,7 +94,7 @@ bool PreviewWebPage::acceptNavigationRequest(const QUrl& url, NavigationType typ
         return false;
     }
     if (!isMainFrame)
-        return true; // frames load only what the interceptor lets through
+        return m_interceptor->admit(url);
     const auto path = PreviewRequestInterceptor::localPath(url);
     if (m_loadPending && path && *path == m_page) {
         m_loadPending = false;

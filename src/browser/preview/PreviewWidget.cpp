@@ -17,6 +17,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <QWebEngineLoadingInfo>
 #include <QWebEngineView>
@@ -52,6 +53,7 @@ PreviewWidget::PreviewWidget(QWidget* parent)
     , m_stack(new QStackedWidget(this))
     , m_placeholder(new QLabel(QStringLiteral("プレビューなし"), m_stack))
     , m_text(new TextPreview(m_stack))
+    , m_webWatchdog(new QTimer(this))
     , m_generation(std::make_shared<std::atomic<quint64>>(0))
 {
     static int serials = 0;
@@ -71,6 +73,12 @@ PreviewWidget::PreviewWidget(QWidget* parent)
             [this](const fs::path& file) { viewShown(m_card, file); });
 
     m_stack->setCurrentWidget(m_placeholder);
+    // Some pages never end loading (a blocked style sheet and a blocked object
+    // together keep Chromium's load event from firing); what has been laid out by
+    // then is shown.
+    m_webWatchdog->setSingleShot(true);
+    m_webWatchdog->setInterval(3000);
+    connect(m_webWatchdog, &QTimer::timeout, this, &PreviewWidget::webPageLoaded);
     connect(&Preferences::shared(), &Preferences::changed, this, [this](const QString& key) {
         if (key == kZoomKey)
             applyZoom();
@@ -181,6 +189,7 @@ void PreviewWidget::applyContent(const PreviewContent& content)
         expect(m_web);
         m_expectedPage = PreviewRequestInterceptor::normalized(content.page);
         m_page->open(content.page, m_file->parent_path());
+        m_webWatchdog->start();
         break;
     case PreviewContent::Shows::text:
         expect(m_text);
@@ -237,9 +246,7 @@ void PreviewWidget::webLoadingChanged(const QWebEngineLoadingInfo& info)
     case QWebEngineLoadingInfo::LoadStartedStatus:
         return;
     case QWebEngineLoadingInfo::LoadSucceededStatus:
-        m_expectedPage.clear();
-        switchTo(m_web);
-        Q_EMIT fileShown(*m_file);
+        webPageLoaded();
         return;
     case QWebEngineLoadingInfo::LoadStoppedStatus:
     case QWebEngineLoadingInfo::LoadFailedStatus:
@@ -247,6 +254,16 @@ void PreviewWidget::webLoadingChanged(const QWebEngineLoadingInfo& info)
         showCard(PreviewLoader::unreadableMessage(*m_file));
         return;
     }
+}
+
+void PreviewWidget::webPageLoaded()
+{
+    if (m_expected != m_web || !m_file || m_expectedPage.empty())
+        return;
+    m_expectedPage.clear();
+    m_webWatchdog->stop();
+    switchTo(m_web);
+    Q_EMIT fileShown(*m_file);
 }
 
 void PreviewWidget::switchTo(QWidget* view)
@@ -292,6 +309,11 @@ void PreviewWidget::ensureWebView()
         menu.exec(m_web->mapToGlobal(at));
     });
     connect(m_page, &QWebEnginePage::loadingChanged, this, &PreviewWidget::webLoadingChanged);
+    // Some pages (one with a blocked frame) end with loadFinished alone.
+    connect(m_page, &QWebEnginePage::loadFinished, this, [this](bool ok) {
+        if (ok && PreviewRequestInterceptor::localPath(m_page->url()) == m_expectedPage)
+            webPageLoaded();
+    });
     connect(m_page, &PreviewWebPage::fileLinkActivated, this, &PreviewWidget::fileLinkActivated);
     m_stack->addWidget(m_web);
     // A child that was never laid out is 100×30 until its window is shown, and a long

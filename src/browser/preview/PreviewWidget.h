@@ -15,6 +15,7 @@ class PdfPreview;
 class PreviewWebPage;
 class QLabel;
 class QStackedWidget;
+class QTimer;
 class QWebEngineLoadingInfo;
 class QWebEngineView;
 class TextPreview;
@@ -51,6 +52,7 @@ private:
     void viewShown(QWidget* view, const std::filesystem::path& file);
     void viewFailed(QWidget* view, const std::filesystem::path& file, const QString& message);
     void webLoadingChanged(const QWebEngineLoadingInfo& info);
+    void webPageLoaded();
     void switchTo(QWidget* view);
     void release(QWidget* view);
     void ensureWebView();
@@ -64,6 +66,7 @@ private:
     PdfPreview* m_pdf = nullptr;
     MediaPreview* m_media = nullptr;
     FileCard* m_card;
+    QTimer* m_webWatchdog;
     QWebEngineView* m_web = nullptr;
     PreviewWebPage* m_page = nullptr;
 
