@@ -7,6 +7,7 @@
 #include <QDesktopServices>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QWebEngineNewWindowRequest>
 #include <QWebEngineProfile>
 #include <QWebEngineScript>
 #include <QWebEngineSettings>
@@ -54,6 +55,13 @@ PreviewWebPage::PreviewWebPage(QObject* parent)
 {
     lockDown(settings());
     setUrlRequestInterceptor(m_interceptor);
+    // A link with a target of its own asks for a window first: it is followed as a
+    // click and no window opens (createWindow gives none).
+    connect(this, &QWebEnginePage::newWindowRequested, this,
+            [this](QWebEngineNewWindowRequest& request) {
+                if (request.isUserInitiated())
+                    followLink(request.requestedUrl());
+            });
 }
 
 PreviewWebPage::~PreviewWebPage() = default;

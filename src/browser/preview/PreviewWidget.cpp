@@ -215,9 +215,14 @@ void PreviewWidget::expect(QWidget* view)
     // its content until the next one is ready.
     if (m_expected && m_expected != view && m_expected != m_stack->currentWidget())
         release(m_expected);
-    m_expected = view;
-    if (view != m_web)
+    if (m_expected == m_web && view != m_web && !m_expectedPage.empty()) {
+        // A page nobody waits for any more stops loading, and never replaces the one
+        // on screen.
+        m_page->triggerAction(QWebEnginePage::Stop);
         m_expectedPage.clear();
+        m_webWatchdog->stop();
+    }
+    m_expected = view;
 }
 
 void PreviewWidget::viewShown(QWidget* view, const fs::path& file)

@@ -64,6 +64,10 @@ const Case kCases[] = {
     {"csv", [](const TempDir& d) { return d.file("t.csv", "a,b\n1,2\n"); }, "QWebEngineView"},
     {"html", [](const TempDir& d) { return d.file("p.html", "<p>hello</p>"); }, "QWebEngineView"},
     {"png", [](const TempDir& d) { return d.file("i.png", pngBytes()); }, "ImagePreview"},
+    {"presentation", [](const TempDir& d) { return d.file("slides.pptx", "PK"); }, "FileCard"},
+    // The viewer fails, and the card says why.
+    {"damaged pdf", [](const TempDir& d) { return d.file("broken.pdf", "%PDF-1.4 garbage"); },
+     "FileCard"},
     {"text", [](const TempDir& d) { return d.file("notes.txt", "plain\n"); }, "TextPreview"},
     {"source", [](const TempDir& d) { return d.file("main.cpp", "int main() {}\n"); },
      "TextPreview"},
