@@ -12,7 +12,6 @@
 #include "core/WorkPools.h"
 #include "preview/FilePreview.h"
 
-#include <QContextMenuEvent>
 #include <QFuture>
 #include <QLabel>
 #include <QMenu>
@@ -99,7 +98,7 @@ void PreviewWidget::showFile(const fs::path& file)
     m_file = file;
     const auto kind = FilePreview::kind(file);
     if (kind != PreviewKind::visual) {
-        startLoading(file);
+        startLoading(file, kind);
         return;
     }
     loadInViewer(FilePreview::viewer(file), file);
@@ -148,25 +147,23 @@ std::optional<fs::path> PreviewWidget::shownFile() const
     return m_file;
 }
 
-void PreviewWidget::startLoading(const fs::path& file)
+void PreviewWidget::startLoading(const fs::path& file, std::optional<PreviewKind> kind)
 {
     expect(nullptr);
     const quint64 generation = m_generation->load();
     PreviewLoader::Request request;
     request.file = file;
-    request.kind = FilePreview::kind(file);
+    request.kind = kind;
     request.accentHex = palette().color(QPalette::Highlight).name(QColor::HexRgb);
     request.pageName = pagePrefix() + QString::number(generation);
     request.current = [counter = m_generation, generation] {
         return counter->load() == generation;
     };
-    QtConcurrent::run(&WorkPools::previews(), [request] {
+    QtConcurrent::run(&WorkPools::previews(), [request, prefix = pagePrefix()] {
         auto content = PreviewLoader::prepare(request);
         // Earlier pages of this widget are no longer shown.
         if (content && content->shows == PreviewContent::Shows::page)
-            PreviewLoader::removePages(request.pageName.section(QLatin1Char('-'), 0, 0) +
-                                           QLatin1Char('-'),
-                                       request.pageName);
+            PreviewLoader::removePages(prefix, request.pageName);
         return content;
     }).then(this, [this, generation](const std::optional<PreviewContent>& content) {
         // Always through the event loop, never inside showFile: a quick result must
@@ -314,11 +311,6 @@ void PreviewWidget::ensureWebView()
         menu.exec(m_web->mapToGlobal(at));
     });
     connect(m_page, &QWebEnginePage::loadingChanged, this, &PreviewWidget::webLoadingChanged);
-    // Some pages (one with a blocked frame) end with loadFinished alone.
-    connect(m_page, &QWebEnginePage::loadFinished, this, [this](bool ok) {
-        if (ok && PreviewRequestInterceptor::localPath(m_page->url()) == m_expectedPage)
-            webPageLoaded();
-    });
     connect(m_page, &PreviewWebPage::fileLinkActivated, this, &PreviewWidget::fileLinkActivated);
     m_stack->addWidget(m_web);
     // A child that was never laid out is 100×30 until its window is shown, and a long

@@ -44,7 +44,7 @@ Q_SIGNALS:
     void fileShown(const std::filesystem::path& file);
 
 private:
-    void startLoading(const std::filesystem::path& file);
+    void startLoading(const std::filesystem::path& file, std::optional<PreviewKind> kind);
     void loadInViewer(PreviewViewer kind, const std::filesystem::path& file);
     void applyContent(const PreviewContent& content);
     void showCard(const QString& message);
