@@ -324,7 +324,9 @@ void Application::showGrouped(const std::vector<fs::path>& items)
         BrowserWindow* window = openFromOutside(parent);
         PaneView* pane = window->activePane();
         // One previewable item handed in is what the person wants to look at.
-        if (selected.size() == 1 && FilePreview::kind(selected.front()))
+        // A folder named like a document ("notes.md") has nothing to preview.
+        if (selected.size() == 1 && FilePreview::kind(selected.front()) &&
+            !DirectoryScanner::isDirectory(selected.front()))
             pane->preview()->showItem(selected.front());
         pane->navigate(Location::folder(parent), selected.front());
         if (selected.size() > 1)

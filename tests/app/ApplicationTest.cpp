@@ -292,6 +292,7 @@ TEST_F(ApplicationTest, OneHandedInPreviewableFileIsShownInItsPanesPreview)
     const fs::path note = dir.file("x/note.md", "# note\n");
     const fs::path text = dir.file("y/plain.txt", "plain\n");
     const fs::path other = dir.file("y/other.md", "# other\n");
+    const fs::path folder = dir.folder("z/notes.md");
     app.showItems({note});
     PaneView* pane = app.controllers().front()->activePane();
     EXPECT_TRUE(pane->preview()->isShown());
@@ -301,8 +302,9 @@ TEST_F(ApplicationTest, OneHandedInPreviewableFileIsShownInItsPanesPreview)
     EXPECT_EQ(pane->preview()->previewWidget()->shownFile(), note);
     EXPECT_FALSE(Preferences::shared().markdownPreview()); // the setting stays as it was
 
-    // Not previewable, or more than one item: the preview stays as the setting says.
-    for (const std::vector<fs::path>& items : {std::vector{text}, std::vector{text, other}}) {
+    // Not previewable, a folder, or more than one item: the preview stays as the setting says.
+    for (const std::vector<fs::path>& items :
+         {std::vector{text}, std::vector{folder}, std::vector{text, other}}) {
         app.showItems(items);
         EXPECT_FALSE(app.controllers().front()->activePane()->preview()->isShown());
     }

@@ -90,7 +90,7 @@ TEST_F(MainMenuTest, CommandsThatAreNotThereYetAreDisabled)
     // Without an application installed, its commands are off as well.
     for (const char* title :
          {"新規ウィンドウ", "閉じたタブを開く", "Quillo を終了", "一括で名前を変更…", "情報を見る",
-          "クイックルック", "ターミナルで開く", "サーバへ接続…", "アップデートを確認…"})
+          "ターミナルで開く", "サーバへ接続…", "アップデートを確認…"})
         EXPECT_FALSE(menuItem(*window, title)->isEnabled()) << title;
     for (const char* title : {"新規タブ", "複製", "フルスクリーンにする", "パスをコピー", "ホーム"})
         EXPECT_TRUE(menuItem(*window, title)->isEnabled()) << title;
