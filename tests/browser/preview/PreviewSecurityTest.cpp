@@ -1,11 +1,10 @@
 #include "browser/preview/PreviewRequestInterceptor.h"
+#include "browser/preview/PreviewTesting.h"
 #include "browser/preview/PreviewWebPage.h"
 #include "browser/preview/PreviewWidget.h"
 #include "support/TempDir.h"
 
-#include <QBuffer>
 #include <QDesktopServices>
-#include <QImage>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTest>
@@ -13,10 +12,9 @@
 #include <gtest/gtest.h>
 
 namespace fs = std::filesystem;
+using namespace testing_preview;
 
 namespace {
-
-constexpr int kTimeoutMs = 60000;
 
 // Stands in for the desktop's handler of web and mail links.
 class LinkCatcher : public QObject {
@@ -26,16 +24,6 @@ public:
 public Q_SLOTS:
     void open(const QUrl& url) { opened.append(url); }
 };
-
-std::string pngBytes()
-{
-    QImage image(3, 3, QImage::Format_RGB32);
-    image.fill(Qt::blue);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    image.save(&buffer, "PNG");
-    return bytes.toStdString();
-}
 
 // Everything a hostile document tries: scripts, handlers, other local files and
 // the loopback server. Each element on a line of its own so that Markdown passes
@@ -56,36 +44,13 @@ std::string hostileMarkup(quint16 port)
            "/object\"></object>\n";
 }
 
-QVariant evaluate(QWebEnginePage* page, const QString& script)
-{
-    QVariant result;
-    bool done = false;
-    page->runJavaScript(script, QWebEngineScript::ApplicationWorld, [&](const QVariant& value) {
-        result = value;
-        done = true;
-    });
-    return QTest::qWaitFor([&] { return done; }, kTimeoutMs) ? result : QVariant();
-}
-
-bool waitShown(QSignalSpy& spy, const fs::path& file)
-{
-    return QTest::qWaitFor(
-        [&] {
-            for (const auto& arguments : spy)
-                if (arguments.at(0).value<fs::path>() == file)
-                    return true;
-            return false;
-        },
-        kTimeoutMs);
-}
-
 class PreviewSecurityTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
         ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
         connect();
-        dir.file("inside.png", pngBytes());
+        dir.file("inside.png", pngBytes(3));
     }
 
     void connect()
@@ -107,7 +72,7 @@ protected:
         widget.showFile(file);
         ASSERT_TRUE(waitShown(shown, file));
         shownUrl = page->url();
-        QTest::qWait(500); // late subresources and redirects get their chance
+        spin(500); // late subresources and redirects get their chance
     }
 
     bool wasBlocked(const QString& url) const

@@ -1,11 +1,10 @@
 #include "browser/preview/PreviewWidget.h"
 
+#include "browser/preview/PreviewTesting.h"
 #include "browser/preview/TextPreview.h"
 #include "core/Preferences.h"
 #include "support/TempDir.h"
 
-#include <QBuffer>
-#include <QImage>
 #include <QSignalSpy>
 #include <QStackedWidget>
 #include <QTest>
@@ -18,33 +17,9 @@
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+using namespace testing_preview;
 
 namespace {
-
-constexpr int kTimeoutMs = 60000;
-
-std::string pngBytes()
-{
-    QImage image(4, 4, QImage::Format_RGB32);
-    image.fill(Qt::red);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    image.save(&buffer, "PNG");
-    return bytes.toStdString();
-}
-
-// Waits until `file` is reported on screen; false on timeout.
-bool waitShown(QSignalSpy& spy, const fs::path& file)
-{
-    return QTest::qWaitFor(
-        [&] {
-            for (const auto& arguments : spy)
-                if (arguments.at(0).value<fs::path>() == file)
-                    return true;
-            return false;
-        },
-        kTimeoutMs);
-}
 
 QString currentView(const PreviewWidget& widget)
 {
@@ -63,7 +38,7 @@ const Case kCases[] = {
      "QWebEngineView"},
     {"csv", [](const TempDir& d) { return d.file("t.csv", "a,b\n1,2\n"); }, "QWebEngineView"},
     {"html", [](const TempDir& d) { return d.file("p.html", "<p>hello</p>"); }, "QWebEngineView"},
-    {"png", [](const TempDir& d) { return d.file("i.png", pngBytes()); }, "ImagePreview"},
+    {"png", [](const TempDir& d) { return d.file("i.png", pngBytes(4)); }, "ImagePreview"},
     {"presentation", [](const TempDir& d) { return d.file("slides.pptx", "PK"); }, "FileCard"},
     // The viewer fails, and the card says why.
     {"damaged pdf", [](const TempDir& d) { return d.file("broken.pdf", "%PDF-1.4 garbage"); },
@@ -142,7 +117,7 @@ TEST_F(PreviewWidgetTest, FilesSkippedOverAreNeverRendered)
     const fs::path last = dir.file("last.txt", "last\n");
     widget.showFile(last);
     ASSERT_TRUE(waitShown(shown, last));
-    QTest::qWait(200); // room for a dropped result to show up wrongly
+    spin(200); // room for a dropped result to show up wrongly
     EXPECT_EQ(shown.size(), 1);
     EXPECT_EQ(currentView(widget), QStringLiteral("TextPreview"));
     // No page was ever loaded, so the web engine was never started.
@@ -167,15 +142,10 @@ TEST_F(PreviewWidgetTest, TenMegabyteMarkdownLoadsWhole)
     ASSERT_TRUE(waitShown(shown, file));
     // A page this long may be shown before it is all laid out; its end comes.
     QWebEnginePage* page = widget.findChild<QWebEngineView*>()->page();
-    EXPECT_TRUE(QTest::qWaitFor(
-        [&] {
-            QVariant found;
-            page->runJavaScript(QStringLiteral("document.getElementById('end-marker') !== null"),
-                                QWebEngineScript::ApplicationWorld,
-                                [&](const QVariant& result) { found = result; });
-            return QTest::qWaitFor([&] { return found.isValid(); }, kTimeoutMs) && found.toBool();
-        },
-        kTimeoutMs));
+    const QDeadlineTimer deadline(kTimeoutMs);
+    while (
+        !evaluate(page, QStringLiteral("document.getElementById('end-marker') !== null")).toBool())
+        ASSERT_FALSE(deadline.hasExpired());
 }
 
 TEST_F(PreviewWidgetTest, TextIsCutAtACharacterAndMarkedWhenLonger)
