@@ -148,6 +148,17 @@ TEST_F(PreviewWidgetTest, TenMegabyteMarkdownLoadsWhole)
         ASSERT_FALSE(deadline.hasExpired());
 }
 
+TEST_F(PreviewWidgetTest, LongTextShowsItsBeginningAndAMark)
+{
+    const fs::path file = dir.file("long.log", std::string(300 * 1024, 'a'));
+    PreviewWidget widget;
+    QSignalSpy shown(&widget, &PreviewWidget::fileShown);
+    widget.showFile(file);
+    ASSERT_TRUE(waitShown(shown, file));
+    const QString text = widget.findChild<TextPreview*>()->toPlainText();
+    EXPECT_EQ(text, QString(256 * 1024, QLatin1Char('a')) + QStringLiteral("\n…"));
+}
+
 TEST_F(PreviewWidgetTest, TextIsCutAtACharacterAndMarkedWhenLonger)
 {
     struct Row {
