@@ -38,6 +38,8 @@ const Case kCases[] = {
      "QWebEngineView"},
     {"csv", [](const TempDir& d) { return d.file("t.csv", "a,b\n1,2\n"); }, "QWebEngineView"},
     {"html", [](const TempDir& d) { return d.file("p.html", "<p>hello</p>"); }, "QWebEngineView"},
+    {"html with a name that is not UTF-8",
+     [](const TempDir& d) { return d.file("p\xff #%.html", "<p>hello</p>"); }, "QWebEngineView"},
     {"png", [](const TempDir& d) { return d.file("i.png", pngBytes(4)); }, "ImagePreview"},
     {"presentation", [](const TempDir& d) { return d.file("slides.pptx", "PK"); }, "FileCard"},
     // The viewer fails, and the card says why.
