@@ -125,7 +125,10 @@ TEST_F(PreviewSecurityTest, ClickedLinksNeverNavigate)
     for (const char* scheme : {"http", "https", "mailto"})
         QDesktopServices::setUrlHandler(QString::fromLatin1(scheme), &catcher, "open");
     const fs::path sub = dir.folder("sub");
-    const fs::path file = dir.file("links.md", "# Links\n");
+    std::string text = "# Links\n\n";
+    for (int i = 0; i < 200; ++i)
+        text += "Paragraph " + std::to_string(i) + ".\n\n";
+    const fs::path file = dir.file("links.md", text + "## 遠く Far\n");
     show(file);
     const QUrl before = page->url();
     QSignalSpy activated(&widget, &PreviewWidget::fileLinkActivated);
@@ -141,7 +144,7 @@ TEST_F(PreviewSecurityTest, ClickedLinksNeverNavigate)
         {folderUrl.resolved(QUrl(QStringLiteral("../outside.md"))), std::nullopt, false},
         {folderUrl.resolved(QUrl(QStringLiteral("sub/../../outside.md"))), std::nullopt, false},
         {QUrl(QStringLiteral("file:///etc/passwd")), std::nullopt, false},
-        {folderUrl.resolved(QUrl(QStringLiteral("#links"))), std::nullopt, false},
+
         {QUrl(QStringLiteral("https://example.com/")), std::nullopt, true},
         {QUrl(QStringLiteral("mailto:someone@example.com")), std::nullopt, true},
         {QUrl(QStringLiteral("javascript:alert(1)")), std::nullopt, false},
@@ -158,6 +161,13 @@ TEST_F(PreviewSecurityTest, ClickedLinksNeverNavigate)
         }
         EXPECT_EQ(catcher.opened.size(), link.opensOutside ? 1 : 0);
     }
+    // An anchor of the page scrolls to its heading.
+    EXPECT_FALSE(
+        page->acceptNavigationRequest(folderUrl.resolved(QUrl(QStringLiteral("#遠く-far"))),
+                                      QWebEnginePage::NavigationTypeLinkClicked, true));
+    const QDeadlineTimer deadline(kTimeoutMs);
+    while (evaluate(page, QStringLiteral("window.scrollY")).toInt() == 0)
+        ASSERT_FALSE(deadline.hasExpired());
     // Nor does anything else after the first load.
     EXPECT_FALSE(page->acceptNavigationRequest(before, QWebEnginePage::NavigationTypeTyped, true));
     EXPECT_FALSE(page->acceptNavigationRequest(QUrl(QStringLiteral("http://127.0.0.1/")),
