@@ -49,13 +49,8 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
-        connect();
-        dir.file("inside.png", pngBytes(3));
-    }
-
-    void connect()
-    {
         QObject::connect(&server, &QTcpServer::newConnection, [this] { ++connections; });
+        dir.file("inside.png", pngBytes(3));
     }
 
     // Shows `file` in a widget whose web page exists already, so that every request
@@ -65,22 +60,18 @@ protected:
         QSignalSpy shown(&widget, &PreviewWidget::fileShown);
         widget.showFile(dir.file("warm.md", "# Warm\n"));
         ASSERT_TRUE(waitShown(shown, dir / "warm.md"));
-        page = widget.findChild<PreviewWebPage*>();
-        ASSERT_NE(page, nullptr);
-        blocked =
-            std::make_unique<QSignalSpy>(page->interceptor(), &PreviewRequestInterceptor::blocked);
+        if (!page) {
+            page = widget.findChild<PreviewWebPage*>();
+            ASSERT_NE(page, nullptr);
+            QObject::connect(page->interceptor(), &PreviewRequestInterceptor::blocked,
+                             [this](const QUrl& url) { blocked.append(url); });
+        }
+        blocked.clear();
         widget.showFile(file);
         ASSERT_TRUE(waitShown(shown, file));
-        shownUrl = page->url();
-        spin(500); // late subresources and redirects get their chance
-    }
-
-    bool wasBlocked(const QString& url) const
-    {
-        for (const auto& arguments : *blocked)
-            if (arguments.at(0).toUrl() == QUrl(url))
-                return true;
-        return false;
+        const QUrl url = page->url();
+        spin(500);                   // late subresources and redirects get their chance
+        EXPECT_EQ(page->url(), url); // never navigated away
     }
 
     QTcpServer server;
@@ -88,8 +79,7 @@ protected:
     TempDir dir;
     PreviewWidget widget;
     PreviewWebPage* page = nullptr;
-    QUrl shownUrl;
-    std::unique_ptr<QSignalSpy> blocked;
+    QList<QUrl> blocked;
 };
 
 TEST_F(PreviewSecurityTest, HostileDocumentsRunNothingAndReachNothing)
@@ -109,11 +99,10 @@ TEST_F(PreviewSecurityTest, HostileDocumentsRunNothingAndReachNothing)
         show(file);
         EXPECT_EQ(page->title(), document.title);
         EXPECT_EQ(connections, 0);
-        EXPECT_TRUE(wasBlocked(QStringLiteral("file:///etc/hostname")));
-        EXPECT_TRUE(wasBlocked(QStringLiteral("file:///etc/passwd")));
+        EXPECT_TRUE(blocked.contains(QUrl(QStringLiteral("file:///etc/hostname"))));
+        EXPECT_TRUE(blocked.contains(QUrl(QStringLiteral("file:///etc/passwd"))));
         EXPECT_FALSE(fs::exists(fs::path(qgetenv("HOME").toStdString()) / "Downloads"));
-        // The page stayed, and an image beside the document did load.
-        EXPECT_EQ(page->url(), shownUrl);
+        // An image beside the document did load.
         EXPECT_EQ(evaluate(page, QStringLiteral("document.getElementById('inside').naturalWidth")),
                   QVariant(3));
     }
@@ -124,7 +113,6 @@ TEST_F(PreviewSecurityTest, ClickedLinksNeverNavigate)
     LinkCatcher catcher;
     for (const char* scheme : {"http", "https", "mailto"})
         QDesktopServices::setUrlHandler(QString::fromLatin1(scheme), &catcher, "open");
-    const fs::path sub = dir.folder("sub");
     std::string text = "# Links\n\n";
     for (int i = 0; i < 200; ++i)
         text += "Paragraph " + std::to_string(i) + ".\n\n";
@@ -134,30 +122,25 @@ TEST_F(PreviewSecurityTest, ClickedLinksNeverNavigate)
     QSignalSpy activated(&widget, &PreviewWidget::fileLinkActivated);
     const QUrl folderUrl = PreviewWebPage::fileUrl(dir.path() / "");
     const struct {
-        QUrl url;
-        std::optional<fs::path> activates;
+        const char* url; // relative to the document's folder
+        const char* activates;
         bool opensOutside;
     } links[] = {
-        {folderUrl.resolved(QUrl(QStringLiteral("other.md"))), dir / "other.md", false},
-        {folderUrl.resolved(QUrl(QStringLiteral("sub/deep.txt#part"))), sub / "deep.txt", false},
-        {PreviewWebPage::fileUrl(dir.path() / "na\xffme.md"), dir / "na\xffme.md", false},
-        {folderUrl.resolved(QUrl(QStringLiteral("../outside.md"))), std::nullopt, false},
-        {folderUrl.resolved(QUrl(QStringLiteral("sub/../../outside.md"))), std::nullopt, false},
-        {QUrl(QStringLiteral("file:///etc/passwd")), std::nullopt, false},
-
-        {QUrl(QStringLiteral("https://example.com/")), std::nullopt, true},
-        {QUrl(QStringLiteral("mailto:someone@example.com")), std::nullopt, true},
-        {QUrl(QStringLiteral("javascript:alert(1)")), std::nullopt, false},
+        {"other.md", "other.md", false},          {"sub/deep.txt#part", "sub/deep.txt", false},
+        {"na%FFme.md", "na\xffme.md", false},     {"../outside.md", nullptr, false},
+        {"sub/../../outside.md", nullptr, false}, {"file:///etc/passwd", nullptr, false},
+        {"https://example.com/", nullptr, true},  {"mailto:someone@example.com", nullptr, true},
+        {"javascript:alert(1)", nullptr, false},
     };
     for (const auto& link : links) {
-        SCOPED_TRACE(link.url.toString().toStdString());
+        SCOPED_TRACE(link.url);
         activated.clear();
         catcher.opened.clear();
         EXPECT_FALSE(page->acceptNavigationRequest(
-            link.url, QWebEnginePage::NavigationTypeLinkClicked, true));
+            folderUrl.resolved(QUrl(link.url)), QWebEnginePage::NavigationTypeLinkClicked, true));
         ASSERT_EQ(activated.size(), link.activates ? 1 : 0);
         if (link.activates) {
-            EXPECT_EQ(activated.at(0).at(0).value<fs::path>(), *link.activates);
+            EXPECT_EQ(activated.at(0).at(0).value<fs::path>(), dir / link.activates);
         }
         EXPECT_EQ(catcher.opened.size(), link.opensOutside ? 1 : 0);
     }
