@@ -1,6 +1,7 @@
 #include "browser/preview/PreviewLoader.h"
 
 #include "browser/preview/TextPreview.h"
+#include "core/PathText.h"
 #include "platform/AtomicFile.h"
 #include "platform/FileHead.h"
 #include "preview/PreviewPage.h"
@@ -24,8 +25,7 @@ std::optional<PreviewContent> PreviewLoader::prepare(const Request& request)
 
 QString PreviewLoader::unreadableMessage(const fs::path& file)
 {
-    return QStringLiteral("「%1」を読めませんでした。")
-        .arg(QString::fromUtf8(file.filename().string()));
+    return QStringLiteral("「%1」を読めませんでした。").arg(PathText::displayName(file));
 }
 
 std::optional<PreviewContent> PreviewLoader::generatedPage(const Request& request)

@@ -1,5 +1,7 @@
 #include "browser/preview/PreviewRequestInterceptor.h"
 
+#include "core/PathText.h"
+
 #include <QMutexLocker>
 #include <QWebEngineUrlRequestInfo>
 #include <algorithm>
@@ -13,8 +15,8 @@ void PreviewRequestInterceptor::allow(const std::filesystem::path& page,
                                       const std::filesystem::path& folder)
 {
     QMutexLocker lock(&m_mutex);
-    m_page = normalized(page);
-    m_folder = normalized(folder);
+    m_page = PathText::standardized(page);
+    m_folder = PathText::standardized(folder);
 }
 
 void PreviewRequestInterceptor::interceptRequest(QWebEngineUrlRequestInfo& info)
@@ -56,15 +58,7 @@ std::optional<std::filesystem::path> PreviewRequestInterceptor::localPath(const 
         QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
     if (!bytes.startsWith('/'))
         return std::nullopt;
-    return normalized(std::filesystem::path(bytes.toStdString()));
-}
-
-std::filesystem::path PreviewRequestInterceptor::normalized(const std::filesystem::path& path)
-{
-    auto normal = path.lexically_normal();
-    if (!normal.has_filename() && normal.has_relative_path())
-        normal = normal.parent_path();
-    return normal;
+    return PathText::standardized(std::filesystem::path(bytes.toStdString()));
 }
 
 bool PreviewRequestInterceptor::isInside(const std::filesystem::path& path,

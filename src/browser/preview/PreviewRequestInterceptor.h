@@ -25,9 +25,7 @@ public:
     // The local path of a file: URL from its raw bytes, ".." resolved lexically;
     // none for other schemes and remote hosts.
     static std::optional<std::filesystem::path> localPath(const QUrl& url);
-    // Lexically normal, without a trailing slash.
-    static std::filesystem::path normalized(const std::filesystem::path& path);
-    // Whether `path` is `folder` or lies below it (both lexically normal).
+    // Whether `path` is `folder` or lies below it (both standardized).
     static bool isInside(const std::filesystem::path& path, const std::filesystem::path& folder);
 
 Q_SIGNALS:

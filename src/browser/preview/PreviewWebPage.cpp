@@ -1,6 +1,7 @@
 #include "browser/preview/PreviewWebPage.h"
 
 #include "browser/preview/PreviewRequestInterceptor.h"
+#include "core/PathText.h"
 #include "preview/Thumbnails.h"
 
 #include <QCoreApplication>
@@ -88,8 +89,8 @@ QUrl PreviewWebPage::fileUrl(const std::filesystem::path& file)
 
 void PreviewWebPage::open(const std::filesystem::path& page, const std::filesystem::path& folder)
 {
-    m_page = PreviewRequestInterceptor::normalized(page);
-    m_folder = PreviewRequestInterceptor::normalized(folder);
+    m_page = PathText::standardized(page);
+    m_folder = PathText::standardized(folder);
     m_interceptor->allow(page, folder);
     m_loadPending = true;
     load(fileUrl(page));

@@ -8,6 +8,7 @@
 #include "browser/preview/PreviewRequestInterceptor.h"
 #include "browser/preview/PreviewWebPage.h"
 #include "browser/preview/TextPreview.h"
+#include "core/PathText.h"
 #include "core/Preferences.h"
 #include "core/WorkPools.h"
 #include "preview/FilePreview.h"
@@ -184,7 +185,7 @@ void PreviewWidget::applyContent(const PreviewContent& content)
     case PreviewContent::Shows::page:
         ensureWebView();
         expect(m_web);
-        m_expectedPage = PreviewRequestInterceptor::normalized(content.page);
+        m_expectedPage = PathText::standardized(content.page);
         m_page->open(content.page, m_file->parent_path());
         m_webWatchdog->start();
         break;
