@@ -147,7 +147,7 @@ private:
 };
 
 ImagePreview::ImagePreview(QWidget* parent)
-    : QWidget(parent)
+    : FileViewer(parent)
     , m_scroll(new QScrollArea(this))
     , m_canvas(new ImageCanvas(this))
 {

@@ -34,7 +34,7 @@ QString clockText(qint64 milliseconds)
 } // namespace
 
 MediaPreview::MediaPreview(QWidget* parent)
-    : QWidget(parent)
+    : FileViewer(parent)
     , m_audioIcon(new QLabel(this))
     , m_play(new QToolButton(this))
     , m_position(new QSlider(Qt::Horizontal, this))

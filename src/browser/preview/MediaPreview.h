@@ -1,8 +1,9 @@
 #pragma once
 
+#include "browser/preview/FileViewer.h"
+
 #include <QMediaPlayer>
 #include <QTimer>
-#include <QWidget>
 #include <filesystem>
 
 class QAudioOutput;
@@ -14,24 +15,15 @@ class QVideoWidget;
 
 // Audio or video: play/pause, a position slider and the current time. Nothing plays
 // until the user asks.
-class MediaPreview : public QWidget {
+class MediaPreview : public FileViewer {
     Q_OBJECT
 public:
     explicit MediaPreview(QWidget* parent = nullptr);
     ~MediaPreview() override;
 
-    // Starts loading; returns at once. Ends with shown() or failed() for this file,
-    // unless another load() or clear() came first.
-    void load(const std::filesystem::path& file);
-    // Drops the shown file and frees what it held (stops playback).
-    void clear();
-    // 1.0 is the natural size at which the content fits the view.
-    void setZoom(double factor);
-
-Q_SIGNALS:
-    void shown(const std::filesystem::path& file);
-    // A clear Japanese message, for the card.
-    void failed(const std::filesystem::path& file, const QString& message);
+    void load(const std::filesystem::path& file) override;
+    void clear() override;
+    void setZoom(double factor) override;
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;

@@ -45,7 +45,7 @@ struct PdfPreview::Loaded {
 };
 
 PdfPreview::PdfPreview(QWidget* parent)
-    : QWidget(parent)
+    : FileViewer(parent)
     , m_view(new PdfSelectionView(this))
     , m_previous(pageButton("go-up", QStyle::SP_ArrowUp, QStringLiteral("前のページ"), this))
     , m_next(pageButton("go-down", QStyle::SP_ArrowDown, QStringLiteral("次のページ"), this))

@@ -29,23 +29,6 @@ namespace {
 
 const QString kZoomKey = QStringLiteral("previewZoom");
 
-// Made on first need, with its signals tied to the widget's bookkeeping: most
-// previews never need most viewers, and a media player is costly to set up.
-template <typename Viewer>
-Viewer* made(Viewer*& slot, QStackedWidget* stack, auto onShown, auto onFailed)
-{
-    if (slot)
-        return slot;
-    auto* viewer = slot = new Viewer(stack);
-    stack->addWidget(viewer);
-    QObject::connect(viewer, &Viewer::shown, stack,
-                     [=](const fs::path& file) { onShown(viewer, file); });
-    QObject::connect(
-        viewer, &Viewer::failed, stack,
-        [=](const fs::path& file, const QString& message) { onFailed(viewer, file, message); });
-    return viewer;
-}
-
 } // namespace
 
 PreviewWidget::PreviewWidget(QWidget* parent)
@@ -107,32 +90,39 @@ void PreviewWidget::showFile(const fs::path& file)
 
 void PreviewWidget::loadInViewer(PreviewViewer kind, const fs::path& file)
 {
-    auto shown = [this](QWidget* view, const fs::path& file) { viewShown(view, file); };
-    auto failed = [this](QWidget* view, const fs::path& file, const QString& message) {
-        viewFailed(view, file, message);
-    };
-    const double zoom = Preferences::shared().previewZoom();
-    switch (kind) {
-    case PreviewViewer::image:
-        expect(made(m_image, m_stack, shown, failed));
-        m_image->setZoom(zoom);
-        m_image->load(file);
-        break;
-    case PreviewViewer::pdf:
-        expect(made(m_pdf, m_stack, shown, failed));
-        m_pdf->setZoom(zoom);
-        m_pdf->load(file);
-        break;
-    case PreviewViewer::media:
-        expect(made(m_media, m_stack, shown, failed));
-        m_media->setZoom(zoom);
-        m_media->load(file);
-        break;
-    case PreviewViewer::quickLook:
+    if (kind == PreviewViewer::quickLook) {
         expect(m_card);
         m_card->load(file);
-        break;
+        return;
     }
+    FileViewer* viewer = nullptr;
+    if (kind == PreviewViewer::image)
+        viewer = made(m_image);
+    else if (kind == PreviewViewer::pdf)
+        viewer = made(m_pdf);
+    else
+        viewer = made(m_media);
+    expect(viewer);
+    viewer->setZoom(Preferences::shared().previewZoom());
+    viewer->load(file);
+}
+
+// Made on first need: most previews never need most viewers, and a media player is
+// costly to set up.
+template <typename Viewer>
+Viewer* PreviewWidget::made(Viewer*& slot)
+{
+    if (slot)
+        return slot;
+    auto* viewer = slot = new Viewer(m_stack);
+    m_stack->addWidget(viewer);
+    connect(viewer, &FileViewer::shown, this,
+            [this, viewer](const fs::path& file) { viewShown(viewer, file); });
+    connect(viewer, &FileViewer::failed, this,
+            [this, viewer](const fs::path& file, const QString& message) {
+                viewFailed(viewer, file, message);
+            });
+    return viewer;
 }
 
 void PreviewWidget::showPlaceholder()
@@ -281,14 +271,8 @@ void PreviewWidget::switchTo(QWidget* view)
 void PreviewWidget::release(QWidget* view)
 {
     // Frees what a view no longer on screen holds (decoded images, playback).
-    if (!view)
-        return;
-    if (view == m_image)
-        m_image->clear();
-    else if (view == m_pdf)
-        m_pdf->clear();
-    else if (view == m_media)
-        m_media->clear();
+    if (auto* viewer = qobject_cast<FileViewer*>(view))
+        viewer->clear();
     else if (view == m_card)
         m_card->clear();
     else if (view == m_text)
@@ -329,12 +313,10 @@ void PreviewWidget::applyZoom()
     if (m_web)
         m_web->setZoomFactor(std::clamp(zoom, 0.25, 5.0)); // the engine's own range
     m_text->setZoom(zoom);
-    if (m_image)
-        m_image->setZoom(zoom);
-    if (m_pdf)
-        m_pdf->setZoom(zoom);
-    if (m_media)
-        m_media->setZoom(zoom);
+    for (FileViewer* viewer : std::initializer_list<FileViewer*>{m_image, m_pdf, m_media}) {
+        if (viewer)
+            viewer->setZoom(zoom);
+    }
 }
 
 QString PreviewWidget::pagePrefix() const

@@ -46,6 +46,8 @@ Q_SIGNALS:
 private:
     void startLoading(const std::filesystem::path& file, std::optional<PreviewKind> kind);
     void loadInViewer(PreviewViewer kind, const std::filesystem::path& file);
+    template <typename Viewer>
+    Viewer* made(Viewer*& slot);
     void applyContent(const PreviewContent& content);
     void showCard(const QString& message);
     void expect(QWidget* view);
