@@ -33,25 +33,36 @@ Result<size_t> FileReader::read(char* buffer, size_t capacity)
 
 Result<std::string> FileReader::readUpTo(size_t limit, bool* more)
 {
-    std::string bytes;
+    return readInto<std::string>(limit, more);
+}
+
+Result<QByteArray> FileReader::readBytesUpTo(size_t limit, bool* more)
+{
+    return readInto<QByteArray>(limit, more);
+}
+
+template <typename Bytes>
+Result<Bytes> FileReader::readInto(size_t limit, bool* more)
+{
+    Bytes bytes;
     // One byte past the limit tells whether the file went on.
     const size_t want = limit == SIZE_MAX ? limit : limit + 1;
     size_t chunk = std::clamp<size_t>(size_t(std::max<int64_t>(m_size, 0)) + 1, 4096, 1 << 24);
-    while (bytes.size() < want) {
-        const size_t offset = bytes.size();
+    while (size_t(bytes.size()) < want) {
+        const size_t offset = size_t(bytes.size());
         const size_t ask = std::min(chunk, want - offset);
-        bytes.resize(offset + ask);
+        bytes.resize(decltype(bytes.size())(offset + ask));
         const Result<size_t> n = read(bytes.data() + offset, ask);
         if (!n)
             return std::unexpected(n.error());
-        bytes.resize(offset + *n);
+        bytes.resize(decltype(bytes.size())(offset + *n));
         if (*n < ask)
             break;
         chunk = std::min<size_t>(chunk * 2, 1 << 26);
     }
     if (more)
-        *more = bytes.size() > limit;
-    if (bytes.size() > limit)
-        bytes.resize(limit);
+        *more = size_t(bytes.size()) > limit;
+    if (size_t(bytes.size()) > limit)
+        bytes.resize(decltype(bytes.size())(limit));
     return bytes;
 }

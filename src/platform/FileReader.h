@@ -3,6 +3,7 @@
 #include "platform/Error.h"
 #include "platform/FileDescriptor.h"
 
+#include <QByteArray>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -12,7 +13,8 @@
 // as much of a huge file as is asked for.
 class FileReader {
 public:
-    // Fails for anything but a regular file (a FIFO under that name never blocks us).
+    // Fails with EINVAL for anything but a regular file (a FIFO under that name never
+    // blocks us).
     static Result<FileReader> open(const std::filesystem::path& path);
 
     // The size when opened; the file may change while it is read.
@@ -21,8 +23,12 @@ public:
     Result<size_t> read(char* buffer, size_t capacity);
     // The rest of the file, at most `limit` bytes; `more` tells whether bytes were left.
     Result<std::string> readUpTo(size_t limit, bool* more = nullptr);
+    Result<QByteArray> readBytesUpTo(size_t limit, bool* more = nullptr);
 
 private:
+    template <typename Bytes>
+    Result<Bytes> readInto(size_t limit, bool* more);
+
     FileReader(FileDescriptor fd, int64_t size, std::filesystem::path path)
         : m_fd(std::move(fd))
         , m_size(size)

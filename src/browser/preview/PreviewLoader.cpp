@@ -3,7 +3,7 @@
 #include "browser/preview/TextPreview.h"
 #include "core/PathText.h"
 #include "platform/AtomicFile.h"
-#include "platform/FileHead.h"
+#include "platform/FileReader.h"
 #include "preview/PreviewPage.h"
 
 #include <QCoreApplication>
@@ -72,14 +72,19 @@ PreviewContent PreviewLoader::htmlFile(const Request& request)
 PreviewContent PreviewLoader::otherFile(const Request& request)
 {
     PreviewContent content;
-    const auto head = FileHead::read(request.file, kTextLimit);
+    Result<FileReader> reader = FileReader::open(request.file);
+    bool more = false;
+    Result<QByteArray> head =
+        reader ? reader->readBytesUpTo(size_t(kTextLimit), &more) : std::unexpected(reader.error());
     if (!head) {
-        content.message = unreadableMessage(request.file);
+        // A FIFO, socket or device gets the card without a message; it is not broken.
+        if (head.error().code != EINVAL)
+            content.message = unreadableMessage(request.file);
         return content;
     }
-    if (head->regular && FilePreview::isPlainText(request.file, head->bytes)) {
+    if (FilePreview::isPlainText(request.file, *head)) {
         content.shows = PreviewContent::Shows::text;
-        content.text = TextPreview::decode(head->bytes, head->truncated);
+        content.text = TextPreview::decode(*head, more);
     }
     return content;
 }
