@@ -16,9 +16,9 @@
 #include <QFuture>
 #include <QLabel>
 #include <QMenu>
+#include <QStackedLayout>
 #include <QStackedWidget>
 #include <QTimer>
-#include <QVBoxLayout>
 #include <QWebEngineLoadingInfo>
 #include <QWebEngineView>
 #include <QtConcurrent>
@@ -41,9 +41,14 @@ PreviewWidget::PreviewWidget(QWidget* parent)
 {
     static int serials = 0;
     m_serial = ++serials;
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_stack);
+    // The web view lies under the other views rather than among them: Chromium
+    // treats a hidden view as a background tab and loads its pages several times
+    // slower, so it stays visible, covered, while a page loads behind the others.
+    m_layers = new QStackedLayout(this);
+    m_layers->setStackingMode(QStackedLayout::StackAll);
+    m_layers->setContentsMargins(0, 0, 0, 0);
+    m_stack->setAutoFillBackground(true);
+    m_layers->addWidget(m_stack);
 
     m_placeholder->setAlignment(Qt::AlignCenter);
     m_placeholder->setEnabled(false); // drawn in the palette's dim text colour
@@ -201,7 +206,7 @@ void PreviewWidget::expect(QWidget* view)
 {
     // A viewer still working for a dropped request stops; the one on screen keeps
     // its content until the next one is ready.
-    if (m_expected && m_expected != view && m_expected != m_stack->currentWidget())
+    if (m_expected && m_expected != view && m_expected != currentView())
         release(m_expected);
     if (m_expected == m_web && view != m_web && !m_expectedPage.empty()) {
         // A page nobody waits for any more stops loading, and never replaces the one
@@ -261,10 +266,15 @@ void PreviewWidget::webPageLoaded()
 
 void PreviewWidget::switchTo(QWidget* view)
 {
-    QWidget* previous = m_stack->currentWidget();
+    QWidget* previous = currentView();
     if (previous == view)
         return;
-    m_stack->setCurrentWidget(view);
+    if (view == m_web) {
+        m_layers->setCurrentWidget(m_web);
+    } else {
+        m_stack->setCurrentWidget(view);
+        m_layers->setCurrentWidget(m_stack);
+    }
     release(previous);
 }
 
@@ -284,7 +294,7 @@ void PreviewWidget::ensureWebView()
     if (m_web)
         return;
     // Made on first need: the web engine starts only when a page is shown.
-    m_web = new QWebEngineView(m_stack);
+    m_web = new QWebEngineView(this);
     m_page = new PreviewWebPage(m_web);
     m_web->setPage(m_page);
     m_web->setAcceptDrops(false);
@@ -297,7 +307,8 @@ void PreviewWidget::ensureWebView()
     });
     connect(m_page, &QWebEnginePage::loadingChanged, this, &PreviewWidget::webLoadingChanged);
     connect(m_page, &PreviewWebPage::fileLinkActivated, this, &PreviewWidget::fileLinkActivated);
-    m_stack->addWidget(m_web);
+    m_layers->addWidget(m_web);
+    m_layers->setCurrentWidget(m_stack);
     // A child that was never laid out is 100×30 until its window is shown, and a long
     // page laid out that narrow takes many times as long as at a real width.
     if (m_stack->testAttribute(Qt::WA_Resized))
@@ -317,6 +328,11 @@ void PreviewWidget::applyZoom()
         if (viewer)
             viewer->setZoom(zoom);
     }
+}
+
+QWidget* PreviewWidget::currentView() const
+{
+    return m_web && m_layers->currentWidget() == m_web ? m_web : m_stack->currentWidget();
 }
 
 QString PreviewWidget::pagePrefix() const

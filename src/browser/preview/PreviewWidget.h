@@ -14,6 +14,7 @@ class MediaPreview;
 class PdfPreview;
 class PreviewWebPage;
 class QLabel;
+class QStackedLayout;
 class QStackedWidget;
 class QTimer;
 class QWebEngineLoadingInfo;
@@ -36,6 +37,8 @@ public:
     // A quiet placeholder (folders, several items, nothing selected).
     void showPlaceholder();
     std::optional<std::filesystem::path> shownFile() const;
+    // The view on screen (placeholder, page, text, a viewer or the card).
+    QWidget* currentView() const;
 
 Q_SIGNALS:
     // A relative link in a page pointed at this file: the pane selects it.
@@ -61,6 +64,7 @@ private:
     void applyZoom();
     QString pagePrefix() const;
 
+    QStackedLayout* m_layers = nullptr; // the views over the web view
     QStackedWidget* m_stack;
     QLabel* m_placeholder;
     TextPreview* m_text;

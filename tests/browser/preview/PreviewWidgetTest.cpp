@@ -6,7 +6,6 @@
 #include "support/TempDir.h"
 
 #include <QSignalSpy>
-#include <QStackedWidget>
 #include <QTest>
 #include <QWebEnginePage>
 #include <QWebEngineScript>
@@ -23,8 +22,7 @@ namespace {
 
 QString currentView(const PreviewWidget& widget)
 {
-    return QString::fromLatin1(
-        widget.findChild<QStackedWidget*>()->currentWidget()->metaObject()->className());
+    return QString::fromLatin1(widget.currentView()->metaObject()->className());
 }
 
 enum class Make { file, missing, fifo, folder, sparse2GB };
