@@ -73,8 +73,6 @@ void PanePreview::setShown(bool shown)
         // Hidden, the preview lets go of the page, image or player it held.
         m_preview->showPlaceholder();
         m_preview->hide();
-        m_requested.reset();
-        m_requestedAny = false;
         return;
     }
     if (!m_preview) {
@@ -133,14 +131,7 @@ void PanePreview::follow()
 
 void PanePreview::request(const std::optional<fs::path>& file)
 {
-    if (m_requestedAny && file == m_requested)
-        return;
-    m_requestedAny = true;
-    m_requested = file;
-    if (file)
-        m_preview->showFile(*file);
-    else
-        m_preview->showPlaceholder();
+    m_preview->follow(file);
 }
 
 void PanePreview::applyFraction()

@@ -54,7 +54,5 @@ private:
     bool m_shown = false;
     bool m_forced = false; // shown for an item handed in from outside
     // The last request, so that a selection signal that changes nothing reloads nothing.
-    std::optional<std::filesystem::path> m_requested;
-    bool m_requestedAny = false;
     std::optional<std::filesystem::path> m_handedItem; // kept until the selection has a row
 };

@@ -81,8 +81,19 @@ PreviewWidget::~PreviewWidget()
         [prefix = pagePrefix()] { PreviewLoader::removePages(prefix); });
 }
 
+void PreviewWidget::follow(const std::optional<fs::path>& file)
+{
+    if (m_lastRequest && *m_lastRequest == file)
+        return;
+    if (file)
+        showFile(*file);
+    else
+        showPlaceholder();
+}
+
 void PreviewWidget::showFile(const fs::path& file)
 {
+    m_lastRequest = file;
     ++*m_generation;
     m_file = file;
     const auto kind = FilePreview::kind(file);
@@ -132,6 +143,7 @@ Viewer* PreviewWidget::made(Viewer*& slot)
 
 void PreviewWidget::showPlaceholder()
 {
+    m_lastRequest = std::optional<fs::path>();
     ++*m_generation;
     m_file.reset();
     expect(nullptr);

@@ -37,6 +37,9 @@ public:
     // A quiet placeholder (folders, several items, nothing selected).
     void showPlaceholder();
     std::optional<std::filesystem::path> shownFile() const;
+    // Shows the file, or the placeholder for none, unless that is what was asked
+    // last: a selection that moves within one file loads nothing again.
+    void follow(const std::optional<std::filesystem::path>& file);
     // The view on screen (placeholder, page, text, a viewer or the card).
     QWidget* currentView() const;
 
@@ -64,6 +67,8 @@ private:
     void applyZoom();
     QString pagePrefix() const;
 
+    // What showFile or showPlaceholder was asked last; none before the first call.
+    std::optional<std::optional<std::filesystem::path>> m_lastRequest;
     QStackedLayout* m_layers = nullptr; // the views over the web view
     QStackedWidget* m_stack;
     QLabel* m_placeholder;

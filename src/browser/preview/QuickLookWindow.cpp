@@ -59,8 +59,6 @@ void QuickLookWindow::hideEvent(QHideEvent* event)
     unbind();
     // Closed, it holds no page, image or player.
     m_preview->showPlaceholder();
-    m_requested.reset();
-    m_requestedAny = false;
 }
 
 void QuickLookWindow::bindActivePane()
@@ -97,14 +95,7 @@ void QuickLookWindow::follow()
     const bool named = current.isValid() && m_pane->listView()->selectionModel()->hasSelection();
     setWindowTitle(named ? current.siblingAtColumn(0).data().toString()
                          : QStringLiteral("クイックルック"));
-    if (m_requestedAny && file == m_requested)
-        return;
-    m_requestedAny = true;
-    m_requested = file;
-    if (file)
-        m_preview->showFile(*file);
-    else
-        m_preview->showPlaceholder();
+    m_preview->follow(file);
 }
 
 void QuickLookWindow::place()

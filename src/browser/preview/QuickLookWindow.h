@@ -36,6 +36,4 @@ private:
     BrowserWindow& m_owner;
     PreviewWidget* m_preview = nullptr;
     QPointer<PaneView> m_pane;
-    std::optional<std::filesystem::path> m_requested; // none: the placeholder
-    bool m_requestedAny = false;
 };
