@@ -83,7 +83,8 @@ PreviewWidget::~PreviewWidget()
 
 void PreviewWidget::follow(const std::optional<fs::path>& file)
 {
-    if (m_lastRequest && *m_lastRequest == file)
+    // The placeholder is there from the start, so "none" is already shown then too.
+    if (file == m_file)
         return;
     if (file)
         showFile(*file);
@@ -93,7 +94,6 @@ void PreviewWidget::follow(const std::optional<fs::path>& file)
 
 void PreviewWidget::showFile(const fs::path& file)
 {
-    m_lastRequest = file;
     ++*m_generation;
     m_file = file;
     const auto kind = FilePreview::kind(file);
@@ -143,7 +143,6 @@ Viewer* PreviewWidget::made(Viewer*& slot)
 
 void PreviewWidget::showPlaceholder()
 {
-    m_lastRequest = std::optional<fs::path>();
     ++*m_generation;
     m_file.reset();
     expect(nullptr);

@@ -67,8 +67,6 @@ private:
     void applyZoom();
     QString pagePrefix() const;
 
-    // What showFile or showPlaceholder was asked last; none before the first call.
-    std::optional<std::optional<std::filesystem::path>> m_lastRequest;
     QStackedLayout* m_layers = nullptr; // the views over the web view
     QStackedWidget* m_stack;
     QLabel* m_placeholder;
@@ -83,8 +81,8 @@ private:
 
     // Shared with the work in flight, which gives up once it no longer matches.
     std::shared_ptr<std::atomic<quint64>> m_generation;
-    std::optional<std::filesystem::path> m_file;
-    QWidget* m_expected = nullptr;        // the view that will show the requested file
-    std::filesystem::path m_expectedPage; // the page the web view is loading
+    std::optional<std::filesystem::path> m_file; // asked for last; none: the placeholder
+    QWidget* m_expected = nullptr;               // the view that will show the requested file
+    std::filesystem::path m_expectedPage;        // the page the web view is loading
     int m_serial;
 };
