@@ -6,6 +6,7 @@
 #include "preview/CSVRenderer.h"
 #include "preview/HtmlText.h"
 #include "preview/MarkdownRenderer.h"
+#include "preview/Thumbnails.h"
 
 #include <QRegularExpression>
 
@@ -38,29 +39,13 @@ img { max-width: 100%; border-radius: 4px; }
 
 const QLatin1String kDefaultAccent("#3584e4");
 
-bool isUnreserved(unsigned char c)
-{
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
-           c == '.' || c == '_' || c == '~' || c == '/';
-}
-
 // From the raw bytes, so folder names that are not UTF-8 still resolve; QUrl would
 // mangle them.
 QString folderUrl(const std::filesystem::path& file)
 {
-    static const char hex[] = "0123456789ABCDEF";
     const std::filesystem::path folder =
         PathText::parent(PathText::standardized(std::filesystem::absolute(file)));
-    QString url = QStringLiteral("file://");
-    for (const unsigned char c : folder.native()) {
-        if (isUnreserved(c)) {
-            url += QLatin1Char(char(c));
-        } else {
-            url += QLatin1Char('%');
-            url += QLatin1Char(hex[c >> 4]);
-            url += QLatin1Char(hex[c & 0xF]);
-        }
-    }
+    QString url = QString::fromStdString(Thumbnails::fileUri(folder));
     if (!url.endsWith(QLatin1Char('/')))
         url += QLatin1Char('/');
     return url;
