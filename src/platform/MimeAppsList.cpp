@@ -1,11 +1,9 @@
 #include "platform/MimeAppsList.h"
 
 #include "platform/AtomicFile.h"
-#include "platform/FileDescriptor.h"
+#include "platform/FileReader.h"
 
 #include <QStringDecoder>
-#include <fcntl.h>
-#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
@@ -14,7 +12,7 @@ namespace {
 const QString kDefaultGroup = QStringLiteral("Default Applications");
 
 // Far beyond any real association list; a larger file is not one.
-constexpr off_t kMaximumSize = 4 * 1024 * 1024;
+constexpr int64_t kMaximumSize = 4 * 1024 * 1024;
 
 bool isSpace(char c)
 {
@@ -69,31 +67,16 @@ Error badFile(int code)
 
 Result<QByteArray> readAll(const fs::path& path)
 {
-    // Non-blocking open: a FIFO under that name must not hang the reader.
-    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (fd.get() < 0)
-        return std::unexpected(Error::fromErrno(errno, path));
-    struct stat st {};
-    if (::fstat(fd.get(), &st) != 0)
-        return std::unexpected(Error::fromErrno(errno, path));
-    if (!S_ISREG(st.st_mode))
-        return std::unexpected(Error::fromErrno(EINVAL, path));
-    if (st.st_size > kMaximumSize)
+    Result<FileReader> reader = FileReader::open(path);
+    if (!reader)
+        return std::unexpected(reader.error());
+    if (reader->size() > kMaximumSize)
         return std::unexpected(Error::fromErrno(EFBIG, path));
-    QByteArray bytes;
-    char buffer[65536];
-    for (;;) {
-        const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return std::unexpected(Error::fromErrno(errno, path));
-        if (n == 0)
-            return bytes;
-        bytes.append(buffer, n);
-        if (bytes.size() > kMaximumSize)
-            return std::unexpected(Error::fromErrno(EFBIG, path));
-    }
+    bool more = false;
+    Result<QByteArray> bytes = reader->readBytesUpTo(size_t(kMaximumSize), &more);
+    if (bytes && more)
+        return std::unexpected(Error::fromErrno(EFBIG, path));
+    return bytes;
 }
 
 } // namespace
