@@ -143,7 +143,7 @@ namespace CSVRenderer {
 
 QString decode(QByteArrayView data)
 {
-    return TextDecoding::decode(data, TextDecoding::detect(data));
+    return TextDecoding::decode(data);
 }
 
 QString decodePrefix(QByteArrayView data, QChar delimiter, int rows)

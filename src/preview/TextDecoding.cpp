@@ -4,67 +4,12 @@
 
 #include <QStringDecoder>
 #include <memory>
+#include <optional>
 #include <unicode/ucnv.h>
 
-namespace TextDecoding {
+namespace {
 
-std::optional<Encoding> fromByteOrderMark(QByteArrayView data)
-{
-    if (data.startsWith("\xEF\xBB\xBF"))
-        return Encoding::utf8Bom;
-    if (data.startsWith("\xFF\xFE"))
-        return Encoding::utf16LittleEndian;
-    if (data.startsWith("\xFE\xFF"))
-        return Encoding::utf16BigEndian;
-    return std::nullopt;
-}
-
-Encoding detect(QByteArrayView data)
-{
-    if (const std::optional<Encoding> marked = fromByteOrderMark(data))
-        return *marked;
-    if (Utf8Validator::check({data.data(), size_t(data.size())}) == Utf8Validator::Status::valid)
-        return Encoding::utf8;
-    if (fromShiftJis(data))
-        return Encoding::shiftJis;
-    return Encoding::utf8Lossy;
-}
-
-qsizetype byteOrderMarkLength(Encoding encoding)
-{
-    switch (encoding) {
-    case Encoding::utf8Bom:
-        return 3;
-    case Encoding::utf16LittleEndian:
-    case Encoding::utf16BigEndian:
-        return 2;
-    default:
-        return 0;
-    }
-}
-
-QString decode(QByteArrayView data, Encoding encoding)
-{
-    data = data.sliced(std::min(data.size(), byteOrderMarkLength(encoding)));
-    switch (encoding) {
-    case Encoding::utf16LittleEndian:
-    case Encoding::utf16BigEndian: {
-        // Our own mark is gone; a second one is text, not another mark to drop.
-        QStringDecoder decoder(encoding == Encoding::utf16LittleEndian ? QStringConverter::Utf16LE
-                                                                       : QStringConverter::Utf16BE,
-                               QStringConverter::Flag::ConvertInitialBom);
-        return decoder.decode(data);
-    }
-    case Encoding::shiftJis:
-        if (std::optional<QString> text = fromShiftJis(data))
-            return *text;
-        break;
-    default:
-        break;
-    }
-    return QString::fromUtf8(data);
-}
-
+// Strict: nothing for bytes that are not Shift_JIS (or characters it cannot map).
 std::optional<QString> fromShiftJis(QByteArrayView data)
 {
     // ICU's Shift_JIS is the Windows code page (with the NEC and IBM characters such as
@@ -87,6 +32,28 @@ std::optional<QString> fromShiftJis(QByteArrayView data)
         return std::nullopt;
     text.truncate(target - targetStart);
     return text;
+}
+
+} // namespace
+
+namespace TextDecoding {
+
+QString decode(QByteArrayView data)
+{
+    if (data.startsWith("\xEF\xBB\xBF"))
+        return QString::fromUtf8(data.sliced(3));
+    if (data.startsWith("\xFF\xFE") || data.startsWith("\xFE\xFF")) {
+        // Our own mark is gone; a second one is text, not another mark to drop.
+        QStringDecoder decoder(data.startsWith("\xFF\xFE") ? QStringConverter::Utf16LE
+                                                           : QStringConverter::Utf16BE,
+                               QStringConverter::Flag::ConvertInitialBom);
+        return decoder.decode(data.sliced(2));
+    }
+    if (Utf8Validator::check({data.data(), size_t(data.size())}) != Utf8Validator::Status::valid) {
+        if (std::optional<QString> text = fromShiftJis(data))
+            return *std::move(text);
+    }
+    return QString::fromUtf8(data);
 }
 
 } // namespace TextDecoding
