@@ -56,12 +56,10 @@ PanePreview::~PanePreview() = default;
 
 void PanePreview::settingChanged(const QString& key)
 {
-    if (key == kShowKey) {
-        m_forced = false;
+    if (key == kShowKey)
         setShown(Preferences::shared().markdownPreview());
-    } else if (key == kFractionKey) {
+    else if (key == kFractionKey)
         applyFraction();
-    }
 }
 
 void PanePreview::setShown(bool shown)
@@ -89,7 +87,6 @@ void PanePreview::setShown(bool shown)
 void PanePreview::showItem(const fs::path& file)
 {
     m_handedItem = PathText::standardized(file);
-    m_forced = true;
     setShown(true);
     follow();
 }
@@ -126,11 +123,6 @@ void PanePreview::follow()
         m_handedItem.reset();
     else if (m_handedItem)
         file = m_handedItem; // its folder is still being read
-    request(file);
-}
-
-void PanePreview::request(const std::optional<fs::path>& file)
-{
     m_preview->follow(file);
 }
 

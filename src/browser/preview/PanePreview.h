@@ -43,7 +43,6 @@ private:
     void settingChanged(const QString& key);
     void setShown(bool shown);
     void follow();
-    void request(const std::optional<std::filesystem::path>& file);
     void applyFraction();
     void storeFraction();
     void linkActivated(const std::filesystem::path& target);
@@ -52,7 +51,5 @@ private:
     QSplitter* m_splitter = nullptr;
     PreviewWidget* m_preview = nullptr;
     bool m_shown = false;
-    bool m_forced = false; // shown for an item handed in from outside
-    // The last request, so that a selection signal that changes nothing reloads nothing.
     std::optional<std::filesystem::path> m_handedItem; // kept until the selection has a row
 };
