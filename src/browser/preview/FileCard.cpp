@@ -4,6 +4,7 @@
 #include "browser/preview/FileBytes.h"
 #include "core/PathText.h"
 #include "core/WorkPools.h"
+#include "files/KindCache.h"
 #include "platform/BirthTime.h"
 #include "preview/Thumbnails.h"
 
@@ -12,7 +13,6 @@
 #include <QImage>
 #include <QLabel>
 #include <QLocale>
-#include <QMimeDatabase>
 #include <QVBoxLayout>
 #include <QtConcurrent/QtConcurrentRun>
 #include <chrono>
@@ -57,12 +57,10 @@ CardFacts readFacts(const fs::path& file)
     const auto status = fs::status(file, error);
     const bool folder = fs::is_directory(status);
     // By name only, as the lists do: reading contents would cost a disk read per card.
-    static const QMimeDatabase mimes;
-    const QMimeType mime =
-        folder ? mimes.mimeTypeForName(QStringLiteral("inode/directory"))
-               : mimes.mimeTypeForFile(PathText::displayName(file), QMimeDatabase::MatchExtension);
-    facts.kind = mime.comment();
-    facts.iconName = folder ? QStringLiteral("folder") : mime.iconName();
+    const KindInfo& kind =
+        folder ? KindCache::forFolder() : KindCache::forFileName(file.filename().native());
+    facts.kind = kind.kind;
+    facts.iconName = folder ? QStringLiteral("folder") : kind.iconName;
     if (fs::is_regular_file(status)) {
         if (const auto size = fs::file_size(file, error); !error)
             facts.bytes = qint64(size);
@@ -145,7 +143,7 @@ void FileCard::load(const fs::path& file, const QString& message)
     m_name->setText(PathText::displayName(file));
     m_message->setText(message);
     m_message->setVisible(!message.isEmpty());
-    const fs::path absolute = fs::absolute(file);
+    const fs::path absolute = PathText::standardized(fs::absolute(file));
     QtConcurrent::run(&WorkPools::previews(), readFacts, absolute)
         .then(this, [this, generation, file](const CardFacts& facts) {
             if (generation == m_generation)
