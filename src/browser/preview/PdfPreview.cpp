@@ -128,6 +128,7 @@ void PdfPreview::clear()
     m_view->clearSelection();
     m_view->setDocument(nullptr);
     m_document.reset();
+    m_widestPage = 0;
     {
         const QSignalBlocker blocker(m_page);
         m_page->setRange(0, 0);
@@ -169,6 +170,9 @@ void PdfPreview::accept(quint64 generation, const Loaded& loaded)
     m_document = loaded.document;
     m_view->setDocument(m_document.get());
     const int pages = m_document->pageCount();
+    // Asked once: every resize fits the widest page again.
+    for (int page = 0; page < pages; ++page)
+        m_widestPage = std::max(m_widestPage, m_document->pagePointSize(page).width());
     {
         const QSignalBlocker blocker(m_page);
         m_page->setRange(1, std::max(pages, 1));
@@ -184,12 +188,7 @@ void PdfPreview::accept(quint64 generation, const Loaded& loaded)
 
 void PdfPreview::applyZoom()
 {
-    if (!m_document || m_document->pageCount() == 0)
-        return;
-    qreal widest = 0;
-    for (int page = 0; page < m_document->pageCount(); ++page)
-        widest = std::max(widest, m_document->pagePointSize(page).width());
-    if (widest <= 0)
+    if (!m_document || m_widestPage <= 0)
         return;
     // Room is kept for the vertical scroll bar, so that its coming and going never
     // changes the fitted width (and with it whether it is needed).
@@ -200,7 +199,7 @@ void PdfPreview::applyZoom()
     const QScreen* screen = QGuiApplication::primaryScreen();
     const qreal pixelsPerPoint = (screen ? screen->logicalDotsPerInch() : 96.0) / 72.0;
     const int page = currentPage();
-    m_view->setZoomFactor(std::max(room, 32) / (widest * pixelsPerPoint) * m_zoom);
+    m_view->setZoomFactor(std::max(room, 32) / (m_widestPage * pixelsPerPoint) * m_zoom);
     goToPage(page);
 }
 

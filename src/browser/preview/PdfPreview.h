@@ -44,6 +44,7 @@ private:
     QLabel* m_pageCount = nullptr;
     std::shared_ptr<QPdfDocument> m_document;
     std::filesystem::path m_file;
+    qreal m_widestPage = 0; // in points
     quint64 m_generation = 0;
     double m_zoom = 1.0;
 };
