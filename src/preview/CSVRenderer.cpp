@@ -84,11 +84,6 @@ bool atEnd(QStringView text, qsizetype i)
     return i == text.size() || (i + 1 == text.size() && text[i] == QLatin1Char('\n'));
 }
 
-QString fromLatin1Number(qsizetype n)
-{
-    return QString::number(n);
-}
-
 // Graphemes, as people count characters; only asked about long cells.
 bool hasAtLeastCharacters(QStringView text, int count)
 {
@@ -273,11 +268,11 @@ QString render(const Table& table, QChar delimiter, bool truncated)
     for (const QStringList& row : table)
         columns = std::max(columns, row.size());
     QString out;
-    out += QLatin1String("<p class=\"csv-meta\">") + fromLatin1Number(qsizetype(table.size())) +
-           QStringLiteral(" 行 × ") + fromLatin1Number(columns) + QStringLiteral(" 列（区切り：") +
+    out += QLatin1String("<p class=\"csv-meta\">") + QString::number(qsizetype(table.size())) +
+           QStringLiteral(" 行 × ") + QString::number(columns) + QStringLiteral(" 列（区切り：") +
            QString::fromUtf8(delimiterName(delimiter)) + QStringLiteral("）");
     if (truncated)
-        out += QStringLiteral("・先頭の ") + fromLatin1Number(qsizetype(table.size())) +
+        out += QStringLiteral("・先頭の ") + QString::number(qsizetype(table.size())) +
                QStringLiteral(" 行だけを表示しています");
     out += QLatin1String("</p>\n<table class=\"csv\">\n<thead><tr><th class=\"rn\"></th>");
     const QStringList& header = table.front();
@@ -289,7 +284,7 @@ QString render(const Table& table, QChar delimiter, bool truncated)
     }
     out += QLatin1String("</tr></thead>\n<tbody>\n");
     for (size_t r = 1; r < table.size(); ++r) {
-        out += QLatin1String("<tr><td class=\"rn\">") + fromLatin1Number(qsizetype(r)) +
+        out += QLatin1String("<tr><td class=\"rn\">") + QString::number(qsizetype(r)) +
                QLatin1String("</td>");
         const QStringList& row = table[r];
         for (qsizetype c = 0; c < columns; ++c)
