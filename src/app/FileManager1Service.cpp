@@ -1,6 +1,6 @@
 #include "app/FileManager1Service.h"
 
-#include "app/FileUri.h"
+#include "core/FileUri.h"
 #include "core/PathText.h"
 
 #include <QDBusConnectionInterface>

@@ -1,6 +1,6 @@
 #include "app/LaunchArguments.h"
 
-#include "app/FileUri.h"
+#include "core/FileUri.h"
 #include "core/PathText.h"
 
 namespace fs = std::filesystem;

@@ -1,5 +1,6 @@
 #include "operations/FileClipboard.h"
 
+#include "core/FileUri.h"
 #include "core/PathText.h"
 
 #include <QClipboard>
@@ -13,53 +14,13 @@ const QString kUriList = QStringLiteral("text/uri-list");
 const QString kGnomeFiles = QStringLiteral("x-special/gnome-copied-files");
 const QString kKdeCut = QStringLiteral("application/x-kde-cutselection");
 
-bool isUnreserved(unsigned char c)
-{
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
-           c == '.' || c == '_' || c == '~' || c == '/';
-}
-
-// From the raw bytes, so names that are not UTF-8 survive (QUrl would mangle them).
-QByteArray fileUri(const fs::path& path)
-{
-    static const char hex[] = "0123456789ABCDEF";
-    QByteArray uri("file://");
-    for (const unsigned char c : path.native()) {
-        if (isUnreserved(c)) {
-            uri += char(c);
-        } else {
-            uri += '%';
-            uri += hex[c >> 4];
-            uri += hex[c & 0xF];
-        }
-    }
-    return uri;
-}
-
-// A local file URI to its path bytes; nullopt for anything else.
-std::optional<fs::path> pathOf(QByteArray uri)
-{
-    uri = uri.trimmed();
-    if (!uri.startsWith("file://"))
-        return std::nullopt;
-    QByteArray rest = uri.mid(7);
-    const qsizetype slash = rest.indexOf('/');
-    if (slash < 0)
-        return std::nullopt;
-    const QByteArray host = rest.left(slash);
-    if (!host.isEmpty() && host != "localhost")
-        return std::nullopt;
-    const QByteArray bytes = QByteArray::fromPercentEncoding(rest.mid(slash));
-    return fs::path(bytes.toStdString());
-}
-
 std::vector<fs::path> pathsOfLines(const QList<QByteArray>& lines)
 {
     std::vector<fs::path> paths;
     for (const QByteArray& line : lines) {
         if (line.trimmed().isEmpty() || line.startsWith('#'))
             continue;
-        if (auto path = pathOf(line))
+        if (auto path = FileUri::toPath(line.trimmed()))
             paths.push_back(std::move(*path));
     }
     return paths;
@@ -79,7 +40,7 @@ std::unique_ptr<QMimeData> makeMimeData(const std::vector<fs::path>& paths, bool
     QList<QByteArray> uris;
     QStringList texts;
     for (const fs::path& path : paths) {
-        uris << fileUri(path);
+        uris << QByteArray::fromStdString(FileUri::fromPath(path));
         texts << PathText::display(path);
     }
     auto data = std::make_unique<QMimeData>();

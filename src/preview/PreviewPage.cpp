@@ -1,12 +1,12 @@
 #include "preview/PreviewPage.h"
 
 #include "core/AppDefaults.h"
+#include "core/FileUri.h"
 #include "core/PathText.h"
 #include "platform/FileReader.h"
 #include "preview/CSVRenderer.h"
 #include "preview/HtmlText.h"
 #include "preview/MarkdownRenderer.h"
-#include "preview/Thumbnails.h"
 
 #include <QRegularExpression>
 
@@ -45,7 +45,7 @@ QString folderUrl(const std::filesystem::path& file)
 {
     const std::filesystem::path folder =
         PathText::parent(PathText::standardized(std::filesystem::absolute(file)));
-    QString url = QString::fromStdString(Thumbnails::fileUri(folder));
+    QString url = QString::fromStdString(FileUri::fromPath(folder));
     if (!url.endsWith(QLatin1Char('/')))
         url += QLatin1Char('/');
     return url;

@@ -1,5 +1,7 @@
 #include "preview/Thumbnails.h"
 
+#include "core/FileUri.h"
+
 #include <QByteArray>
 #include <QCryptographicHash>
 #include <array>
@@ -12,12 +14,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-bool isUnreserved(unsigned char c)
-{
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
-           c == '.' || c == '_' || c == '~';
-}
 
 fs::path cacheHome()
 {
@@ -81,25 +77,9 @@ std::optional<int64_t> modificationSeconds(const fs::path& file)
 
 namespace Thumbnails {
 
-std::string fileUri(const fs::path& absolute)
-{
-    static constexpr char hex[] = "0123456789ABCDEF";
-    std::string uri = "file://";
-    for (const unsigned char c : absolute.native()) {
-        if (isUnreserved(c) || c == '/') {
-            uri += char(c);
-        } else {
-            uri += '%';
-            uri += hex[c >> 4];
-            uri += hex[c & 0xf];
-        }
-    }
-    return uri;
-}
-
 std::string md5Name(const fs::path& absolute)
 {
-    const std::string uri = fileUri(absolute);
+    const std::string uri = FileUri::fromPath(absolute);
     const QByteArray digest = QCryptographicHash::hash(
         QByteArrayView(uri.data(), qsizetype(uri.size())), QCryptographicHash::Md5);
     return digest.toHex().toStdString() + ".png";

@@ -9,7 +9,6 @@
 // URI is the file's file:// URI percent-encoded from its raw bytes.
 namespace Thumbnails {
 
-std::string fileUri(const std::filesystem::path& absolute);
 std::string md5Name(const std::filesystem::path& absolute); // "<hex md5>.png"
 // The largest existing thumbnail that is not older than the file (its Thumb::MTime
 // matches), or none. Reads the disk: call it off the main thread.

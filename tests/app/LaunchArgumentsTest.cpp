@@ -1,6 +1,6 @@
 #include "app/LaunchArguments.h"
 
-#include "app/FileUri.h"
+#include "core/FileUri.h"
 #include "support/Lists.h"
 
 #include <gtest/gtest.h>

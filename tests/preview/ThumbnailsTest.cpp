@@ -1,5 +1,6 @@
 #include "preview/Thumbnails.h"
 
+#include "core/FileUri.h"
 #include "support/TempDir.h"
 
 #include <QImage>
@@ -20,7 +21,7 @@ TEST(ThumbnailsTest, UriKeepsUnreservedBytesAndSlashesAndEncodesTheRest)
         {"/日", "file:///%E6%97%A5"},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(Thumbnails::fileUri(row.path), row.uri) << row.path;
+        EXPECT_EQ(FileUri::fromPath(row.path), row.uri) << row.path;
 }
 
 TEST(ThumbnailsTest, NameIsTheMd5OfTheUri)
@@ -38,7 +39,7 @@ void writeThumbnail(const fs::path& file, const char* size, int64_t mtime, int p
     fs::create_directories(folder);
     QImage image(pixels, pixels, QImage::Format_RGB32);
     image.fill(Qt::red);
-    image.setText("Thumb::URI", QString::fromStdString(Thumbnails::fileUri(file)));
+    image.setText("Thumb::URI", QString::fromStdString(FileUri::fromPath(file)));
     image.setText("Thumb::MTime", QString::number(mtime));
     const std::string name = (folder / Thumbnails::md5Name(file)).native();
     ASSERT_TRUE(image.save(QString::fromStdString(name), "PNG"));

@@ -1,8 +1,8 @@
 #include "browser/preview/MediaPreview.h"
 
+#include "core/FileUri.h"
 #include "core/PathText.h"
 #include "platform/MediaSupport.h"
-#include "preview/Thumbnails.h"
 
 #include <QAudioOutput>
 #include <QEvent>
@@ -115,7 +115,7 @@ void MediaPreview::load(const fs::path& file)
         QMetaObject::invokeMethod(this, &MediaPreview::fail, Qt::QueuedConnection);
         return;
     }
-    const std::string uri = Thumbnails::fileUri(fs::absolute(file));
+    const std::string uri = FileUri::fromPath(fs::absolute(file));
     m_player->setSource(QUrl::fromEncoded(QByteArray::fromStdString(uri), QUrl::StrictMode));
     m_watchdog.start();
 }

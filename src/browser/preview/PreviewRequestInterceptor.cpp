@@ -1,5 +1,6 @@
 #include "browser/preview/PreviewRequestInterceptor.h"
 
+#include "core/FileUri.h"
 #include "core/PathText.h"
 
 #include <QMutexLocker>
@@ -48,17 +49,11 @@ bool PreviewRequestInterceptor::permits(const QUrl& url) const
 
 std::optional<std::filesystem::path> PreviewRequestInterceptor::localPath(const QUrl& url)
 {
-    if (url.scheme() != QLatin1String("file"))
+    // Decoded byte for byte: a name need not be valid UTF-8.
+    const auto path = FileUri::toPath(url.toEncoded());
+    if (!path)
         return std::nullopt;
-    const QString host = url.host();
-    if (!host.isEmpty() && host != QLatin1String("localhost"))
-        return std::nullopt;
-    // Percent-decoded byte for byte: a name need not be valid UTF-8.
-    const QByteArray bytes =
-        QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
-    if (!bytes.startsWith('/'))
-        return std::nullopt;
-    return PathText::standardized(std::filesystem::path(bytes.toStdString()));
+    return PathText::standardized(*path);
 }
 
 bool PreviewRequestInterceptor::isInside(const std::filesystem::path& path,

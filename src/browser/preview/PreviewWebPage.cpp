@@ -1,8 +1,8 @@
 #include "browser/preview/PreviewWebPage.h"
 
 #include "browser/preview/PreviewRequestInterceptor.h"
+#include "core/FileUri.h"
 #include "core/PathText.h"
-#include "preview/Thumbnails.h"
 
 #include <QCoreApplication>
 #include <QDesktopServices>
@@ -84,7 +84,7 @@ QWebEngineProfile* PreviewWebPage::sharedProfile()
 
 QUrl PreviewWebPage::fileUrl(const std::filesystem::path& file)
 {
-    return QUrl(QString::fromStdString(Thumbnails::fileUri(file)), QUrl::StrictMode);
+    return QUrl(QString::fromStdString(FileUri::fromPath(file)), QUrl::StrictMode);
 }
 
 void PreviewWebPage::open(const std::filesystem::path& page, const std::filesystem::path& folder)

@@ -1,4 +1,4 @@
-#include "app/FileUri.h"
+#include "core/FileUri.h"
 
 #include <QByteArray>
 
@@ -14,7 +14,30 @@ bool isSchemeCharacter(char c, bool first)
     return letter || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
 }
 
+bool isUnreserved(unsigned char c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
+           c == '.' || c == '_' || c == '~';
+}
+
 } // namespace
+
+std::string FileUri::fromPath(const fs::path& absolute)
+{
+    static constexpr char hex[] = "0123456789ABCDEF";
+    std::string uri = "file://";
+    uri.reserve(uri.size() + absolute.native().size());
+    for (const unsigned char c : absolute.native()) {
+        if (isUnreserved(c) || c == '/') {
+            uri += char(c);
+        } else {
+            uri += '%';
+            uri += hex[c >> 4];
+            uri += hex[c & 0xf];
+        }
+    }
+    return uri;
+}
 
 bool FileUri::isUri(QByteArrayView text)
 {
