@@ -7,6 +7,7 @@
 #include "preview/CSVRenderer.h"
 #include "preview/HtmlText.h"
 #include "preview/MarkdownRenderer.h"
+#include "preview/Utf8Validator.h"
 
 #include <QRegularExpression>
 
@@ -57,22 +58,6 @@ QString unreadable(const std::filesystem::path& file)
            QStringLiteral("」を読めませんでした。</p>");
 }
 
-// A cut in the middle of a character would show as a replacement character.
-size_t completeUtf8Length(std::string_view bytes)
-{
-    size_t end = bytes.size();
-    for (size_t back = 1; back <= 3 && back <= bytes.size(); ++back) {
-        const auto c = static_cast<unsigned char>(bytes[bytes.size() - back]);
-        if ((c & 0xC0) == 0x80)
-            continue;
-        const size_t length = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : c >= 0xC0 ? 2 : 1;
-        if (length > back)
-            end = bytes.size() - back;
-        break;
-    }
-    return end;
-}
-
 Result<QString> markdownFragment(const std::filesystem::path& file)
 {
     Result<FileReader> reader = FileReader::open(file);
@@ -82,7 +67,8 @@ Result<QString> markdownFragment(const std::filesystem::path& file)
                : Result<std::string>(std::unexpected(reader.error()));
     if (!bytes)
         return std::unexpected(bytes.error());
-    const std::string_view text(bytes->data(), more ? completeUtf8Length(*bytes) : bytes->size());
+    const std::string_view text(bytes->data(),
+                                more ? Utf8Validator::wholeCharacters(*bytes) : bytes->size());
     QString fragment =
         MarkdownRenderer::render(QString::fromUtf8(text.data(), qsizetype(text.size())));
     // Only the first kMarkdownLimit bytes were read: a last paragraph says the text goes on.

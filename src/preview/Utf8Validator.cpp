@@ -213,4 +213,21 @@ bool Stream::feed(std::string_view piece)
     return true;
 }
 
+size_t wholeCharacters(std::string_view bytes)
+{
+    const size_t size = bytes.size();
+    for (size_t back = 1; back <= 4 && back <= size; ++back) {
+        const auto lead = static_cast<unsigned char>(bytes[size - back]);
+        if ((lead & 0xC0) == 0x80)
+            continue;
+        const size_t length = lead < 0x80             ? 1
+                              : (lead & 0xE0) == 0xC0 ? 2
+                              : (lead & 0xF0) == 0xE0 ? 3
+                              : (lead & 0xF8) == 0xF0 ? 4
+                                                      : 0;
+        return length > back ? size - back : size;
+    }
+    return size;
+}
+
 } // namespace Utf8Validator

@@ -14,6 +14,11 @@ enum class Status { valid, invalid, incomplete };
 // For the other results `*tail` is the size.
 Status check(std::string_view bytes, size_t* tail = nullptr);
 
+// The length of `bytes` without a character cut off at its end (bytes read up to a
+// limit), so that the cut does not show as a replacement character. Looks at the
+// last few bytes only; invalid bytes before them are left for the decoder.
+size_t wholeCharacters(std::string_view bytes);
+
 // Checks a file piece by piece: a character split between pieces is carried over.
 class Stream {
 public:

@@ -1,39 +1,8 @@
 #include "browser/preview/TextPreview.h"
 
+#include "preview/Utf8Validator.h"
+
 #include <QFontDatabase>
-
-namespace {
-
-// Length of the UTF-8 sequence a lead byte starts; 0 for a continuation or
-// invalid byte.
-int sequenceLength(unsigned char lead)
-{
-    if (lead < 0x80)
-        return 1;
-    if ((lead & 0xE0) == 0xC0)
-        return 2;
-    if ((lead & 0xF0) == 0xE0)
-        return 3;
-    if ((lead & 0xF8) == 0xF0)
-        return 4;
-    return 0;
-}
-
-// The end of the last whole character in `bytes`, which were cut at a limit.
-qsizetype wholeCharacters(QByteArrayView bytes)
-{
-    const qsizetype size = bytes.size();
-    for (qsizetype i = size - 1; i >= 0 && i >= size - 4; --i) {
-        const auto byte = static_cast<unsigned char>(bytes[i]);
-        if ((byte & 0xC0) == 0x80)
-            continue;
-        const int length = sequenceLength(byte);
-        return length > 0 && i + length > size ? i : size;
-    }
-    return size;
-}
-
-} // namespace
 
 TextPreview::TextPreview(QWidget* parent)
     : QPlainTextEdit(parent)
@@ -60,7 +29,8 @@ void TextPreview::setZoom(double factor)
 QString TextPreview::decode(QByteArrayView head, bool truncated)
 {
     if (truncated)
-        head = head.first(wholeCharacters(head));
+        head = head.first(qsizetype(
+            Utf8Validator::wholeCharacters(std::string_view(head.data(), size_t(head.size())))));
     QString text = QString::fromUtf8(head);
     if (truncated) {
         if (!text.endsWith(QLatin1Char('\n')))
