@@ -18,7 +18,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr qint64 maxFileBytes = 256LL * 1024 * 1024;
 // Bounds the memory of one decoded picture whatever the zoom (64 MiB at 4 bytes a pixel).
 constexpr int maxDecodedSide = 4096;
 // Animations keep their whole file and decode every frame; larger ones stay still.
@@ -105,7 +104,7 @@ DecodedImage decodeFile(const fs::path& file, QByteArray bytes, QSize box, qreal
 {
     DecodedImage out;
     if (bytes.isEmpty()) {
-        auto read = FileBytes::read(file, maxFileBytes);
+        auto read = FileBytes::read(file, FileBytes::kViewerLimit);
         if (!read)
             return out;
         bytes = std::move(*read);

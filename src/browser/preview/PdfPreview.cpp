@@ -25,8 +25,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr qint64 maxFileBytes = 256LL * 1024 * 1024;
-
 QToolButton* pageButton(const char* icon, QStyle::StandardPixmap fallback, const QString& tip,
                         QWidget* parent)
 {
@@ -98,7 +96,7 @@ void PdfPreview::load(const fs::path& file)
     QThread* home = thread();
     QtConcurrent::run(&WorkPools::previews(), [file, home] {
         Loaded loaded;
-        auto bytes = FileBytes::read(file, maxFileBytes);
+        auto bytes = FileBytes::read(file, FileBytes::kViewerLimit);
         if (!bytes) {
             loaded.error = QPdfDocument::Error::FileNotFound;
             return loaded;
