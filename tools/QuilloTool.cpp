@@ -1,8 +1,10 @@
 // quillo-tool: the engines on the command line, for scripts and benchmarks.
+#include "ArchiveCommands.h"
 #include "FuzzyCommand.h"
 #include "GitStatusCommand.h"
 #include "ListCommand.h"
 #include "PreviewCommands.h"
+#include "RenameCommand.h"
 #include "TagsCommand.h"
 #include "TransferCommands.h"
 #include "TrashCommand.h"
@@ -49,6 +51,12 @@ int main(int argc, char** argv)
         return runCsvCommand(rest);
     if (command == "preview-kind")
         return runPreviewKindCommand(rest);
+    if (command == "rename")
+        return runRenameCommand(rest);
+    if (command == "compress")
+        return runCompressCommand(rest);
+    if (command == "expand")
+        return runExpandCommand(rest);
     printUsage();
     printTransferUsage();
     std::fputs("       quillo-tool git-status DIR\n", stderr);
@@ -57,5 +65,7 @@ int main(int argc, char** argv)
     std::fputs("       quillo-tool fuzzy QUERY < LINES\n", stderr);
     std::fputs("       quillo-tool romaji TEXT\n", stderr);
     printPreviewUsage();
+    printRenameUsage();
+    printArchiveUsage();
     return 2;
 }

@@ -369,7 +369,9 @@ void FileOperationManager::createItem(const fs::path& folder, bool isDirectory,
                                [answer] { answer(std::nullopt); });
                 return;
             }
-            pushUndo(new CreationCommand(made.path, isDirectory,
+            pushUndo(new CreationCommand(made.path,
+                                         isDirectory ? QStringLiteral("新規フォルダ")
+                                                     : QStringLiteral("新規ファイル"),
                                          [this](auto work) { runUndoWork(std::move(work)); }));
             Q_EMIT foldersChanged({PathText::parent(made.path)});
             answer(made.path);

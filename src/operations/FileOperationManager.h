@@ -71,6 +71,15 @@ public:
     void createFolder(const std::filesystem::path& folder, PrompterRef prompter,
                       PathDone done = {});
     void createFile(const std::filesystem::path& folder, PrompterRef prompter, PathDone done = {});
+    // (item, new name as storable text) pairs, all in one folder. Answers the new paths.
+    void bulkRename(std::vector<std::pair<FileItem, QString>> pairs, PrompterRef prompter,
+                    PathsDone done = {});
+    // Answer the archive, or what the expansion made.
+    void compress(std::vector<FileItem> items, PrompterRef prompter, PathDone done = {});
+    void expand(const FileItem& archive, PrompterRef prompter, PathDone done = {});
+    // " のリンク" links to the items in `folder`; answers the links made.
+    void makeSymbolicLinks(std::vector<FileItem> items, const std::filesystem::path& folder,
+                           PrompterRef prompter, PathsDone done = {});
 
 Q_SIGNALS:
     // Folders whose contents changed (by an operation, an undo or a redo), so that

@@ -185,9 +185,8 @@ std::function<UndoReport()> RenameCommand::redoWork()
     };
 }
 
-CreationCommand::CreationCommand(fs::path path, bool isDirectory, UndoRunner run)
-    : FileUndoCommand(isDirectory ? QStringLiteral("新規フォルダ") : QStringLiteral("新規ファイル"),
-                      std::move(run))
+CreationCommand::CreationCommand(fs::path path, const QString& actionName, UndoRunner run)
+    : FileUndoCommand(actionName, std::move(run))
     , m_path(std::move(path))
     , m_trashed(std::make_shared<std::optional<TrashedItem>>())
 {

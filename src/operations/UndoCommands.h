@@ -81,10 +81,11 @@ private:
     std::filesystem::path m_to;
 };
 
-// Undo sends the new item to the Trash; redo brings that same item back.
+// Undo sends the new item to the Trash; redo brings that same item back. For new
+// folders and files, archives and what an expansion made.
 class CreationCommand : public FileUndoCommand {
 public:
-    CreationCommand(std::filesystem::path path, bool isDirectory, UndoRunner run);
+    CreationCommand(std::filesystem::path path, const QString& actionName, UndoRunner run);
 
 protected:
     std::function<UndoReport()> undoWork() override;

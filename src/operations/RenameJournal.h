@@ -1,0 +1,61 @@
+#pragma once
+
+#include "platform/Error.h"
+#include "platform/FileIdentity.h"
+#include "platform/ProcessStamp.h"
+
+#include <QString>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+// The plans of the bulk renames a process is running, one durable record per
+// rename (written to a temporary file, synced, renamed over, folder synced), so
+// that a rename cut short by a crash or a kill is finished or rolled back at the
+// next start: every item ends under its old or its new name, never under a
+// hidden temporary one.
+class RenameJournal {
+public:
+    struct Step {
+        std::filesystem::path folder;
+        std::filesystem::path oldName;
+        std::filesystem::path temporaryName; // ".quillo-rename-UUID-INDEX"
+        std::filesystem::path newName;
+        std::optional<FileIdentity> identity; // the item, to tell it from others
+    };
+
+    struct Report {
+        int finished = 0;                          // renames completed to their new names
+        int rolledBack = 0;                        // renames put back under their old names
+        std::vector<std::filesystem::path> leftAt; // items that stay under a temporary name
+        bool isEmpty() const { return finished == 0 && rolledBack == 0 && leftAt.empty(); }
+        // Japanese text telling the person what was done; empty when nothing was.
+        QString alertText() const;
+    };
+
+    // Records in `folder`, written on behalf of `owner`.
+    RenameJournal(std::filesystem::path folder, ProcessStamp owner);
+    RenameJournal(const RenameJournal&) = delete;
+    RenameJournal& operator=(const RenameJournal&) = delete;
+
+    // This process's journal in $XDG_DATA_HOME/Quillo/renames.
+    static RenameJournal& shared();
+
+    // Writes the plan durably; returns its id, or the error (then nothing may be renamed).
+    Result<uint64_t> begin(const std::vector<Step>& steps);
+    // The rename ended (done or rolled back): the record goes.
+    void finish(uint64_t id);
+
+    // Claims the records of processes no longer running (never a running one's),
+    // finishes or rolls back each rename, logs and reports what it did.
+    Report recover();
+
+    const std::filesystem::path& folder() const { return m_folder; }
+
+private:
+    std::filesystem::path m_folder;
+    ProcessStamp m_owner;
+    std::mutex m_mutex;
+    uint64_t m_nextId = 1;
+};
