@@ -1,5 +1,6 @@
 #pragma once
 
+#include "operations/RenameJournal.h"
 #include "platform/Error.h"
 
 #include <QString>
@@ -7,8 +8,6 @@
 #include <functional>
 #include <utility>
 #include <vector>
-
-class RenameJournal;
 
 // Renames many items at once in two phases: every item first goes to a hidden
 // ".quillo-rename-UUID-INDEX" name in its own folder, then each goes to its final
@@ -27,8 +26,29 @@ struct Failure {
 
 // Phase two finds something at a final name: fails with EEXIST and puts every
 // item back under its old name. `betweenPhases` runs after phase one (tests kill
-// the process there). Pairs whose two names are equal are allowed.
+// the process there). Pairs whose two names are equal are skipped: the item already
+// has its name. A journal that cannot be written fails the whole rename before any
+// name changes. When an item can be put back neither under its old name nor its new
+// one, the journal keeps the record, so that the next start tries again and says so.
 std::expected<void, Failure> apply(const std::vector<Pair>& pairs, RenameJournal& journal,
                                    const std::function<void()>& betweenPhases = {});
+
+// Where one item of a plan stands.
+enum class Place { old, temporary, renamed, missing };
+
+// What settle() did: counts of items it moved to their new and to their old names,
+// and the items it had to leave under a temporary name.
+struct Settled {
+    int toNew = 0;
+    int toOld = 0;
+    std::vector<std::filesystem::path> leftAt;
+};
+
+// Brings every item under a temporary name to its new name (`forward`) or back to its
+// old one; an item whose chosen name is taken by something else goes to its other
+// name. Rolling back first moves the items at their new names to their temporary
+// ones, so that a swap or a cycle can be undone. `places` is updated.
+Settled settle(const std::vector<RenameJournal::Step>& steps, std::vector<Place>& places,
+               bool forward);
 
 } // namespace BulkRenamer

@@ -54,8 +54,12 @@ public:
     const std::filesystem::path& folder() const { return m_folder; }
 
 private:
+    std::filesystem::path recordFile(uint64_t id) const;
+    void settleRecord(const std::filesystem::path& claimed, Report& report);
+
     std::filesystem::path m_folder;
     ProcessStamp m_owner;
     std::mutex m_mutex;
     uint64_t m_nextId = 1;
+    uint64_t m_claims = 0;
 };
