@@ -4,9 +4,14 @@
 #include "core/PathText.h"
 #include "core/Preferences.h"
 #include "core/WorkPools.h"
+#include "operations/ArchiveJob.h"
+#include "operations/BulkRenameCommand.h"
+#include "operations/BulkRenamer.h"
 #include "operations/FileNaming.h"
 #include "operations/FileTransfer.h"
 #include "operations/OperationAlerts.h"
+#include "operations/RenameJournal.h"
+#include "operations/SymbolicLinks.h"
 #include "operations/TransferJob.h"
 #include "operations/TransferSteps.h"
 #include "operations/UndoCommands.h"
@@ -120,6 +125,20 @@ std::optional<Alert> renameChecked(const FileItem& item, const fs::path& to, con
         return nameTaken(newName);
     if (auto done = TransferSteps::renameItem(item.path, to); !done)
         return renameFailed(name, done.error());
+    return std::nullopt;
+}
+
+// Nullopt when every item was renamed, else what to tell.
+std::optional<Alert> renameAll(const std::vector<FileItem>& items,
+                               const std::vector<BulkRenamer::Pair>& plan)
+{
+    for (const FileItem& item : items) {
+        if (!TransferSteps::matchesIdentity(item))
+            return changedSinceShown(PathText::displayName(item.path));
+    }
+    auto applied = BulkRenamer::apply(plan, RenameJournal::shared());
+    if (!applied)
+        return renameFailed(applied.error().name, applied.error().error);
     return std::nullopt;
 }
 
@@ -369,7 +388,7 @@ void FileOperationManager::createItem(const fs::path& folder, bool isDirectory,
                                [answer] { answer(std::nullopt); });
                 return;
             }
-            pushUndo(new CreationCommand(made.path,
+            pushUndo(new CreationCommand({made.path},
                                          isDirectory ? QStringLiteral("新規フォルダ")
                                                      : QStringLiteral("新規ファイル"),
                                          [this](auto work) { runUndoWork(std::move(work)); }));
@@ -391,4 +410,98 @@ void FileOperationManager::runUndoWork(std::function<UndoReport()> work)
         Q_EMIT foldersChanged(report.folders);
         presentInOrder(m_fallbackPrompter, std::move(report.failures));
     });
+}
+
+void FileOperationManager::bulkRename(std::vector<std::pair<FileItem, QString>> pairs,
+                                      PrompterRef prompter, PathsDone done)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    std::vector<FileItem> items;
+    std::vector<BulkRenamer::Pair> plan;
+    Paths renamed;
+    for (const auto& [item, newName] : pairs) {
+        items.push_back({PathText::standardized(item.path), item.identity});
+        renamed.push_back(PathText::parent(items.back().path) /
+                          PathText::fromStorableText(newName));
+        plan.emplace_back(items.back().path, renamed.back());
+    }
+    QtConcurrent::run(&WorkPools::transfers(), [items, plan] { return renameAll(items, plan); })
+        .then(this, [this, plan, renamed, prompter = prompterFor(prompter),
+                     done = std::move(done)](std::optional<Alert> refusal) {
+            Q_EMIT foldersChanged(parentsOf(renamed));
+            if (refusal) {
+                presentInOrder(prompter, {*refusal}, [done] {
+                    if (done)
+                        done({});
+                });
+                return;
+            }
+            pushUndo(
+                new BulkRenameCommand(plan, [this](auto work) { runUndoWork(std::move(work)); }));
+            Q_EMIT itemsMoved(plan);
+            if (done)
+                done(renamed);
+        });
+}
+
+void FileOperationManager::compress(std::vector<FileItem> items, PrompterRef prompter,
+                                    PathDone done)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    ArchiveJob::compress(
+        standardized(std::move(items)), prompterFor(prompter),
+        [this, done = std::move(done)](std::optional<fs::path> made) {
+            madeByArchive(made, QStringLiteral("圧縮"), done);
+        },
+        this);
+}
+
+void FileOperationManager::expand(const FileItem& archive, PrompterRef prompter, PathDone done)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    ArchiveJob::expand(
+        {PathText::standardized(archive.path), archive.identity}, prompterFor(prompter),
+        [this, done = std::move(done)](std::optional<fs::path> made) {
+            madeByArchive(made, QStringLiteral("展開"), done);
+        },
+        this);
+}
+
+void FileOperationManager::madeByArchive(const std::optional<fs::path>& made,
+                                         const QString& actionName, const PathDone& done)
+{
+    if (made) {
+        pushUndo(new CreationCommand({*made}, actionName,
+                                     [this](auto work) { runUndoWork(std::move(work)); }));
+        Q_EMIT foldersChanged({PathText::parent(*made)});
+    }
+    if (done)
+        done(made);
+}
+
+void FileOperationManager::makeSymbolicLinks(std::vector<FileItem> items, const fs::path& folder,
+                                             PrompterRef prompter, PathsDone done)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    Paths targets;
+    for (const FileItem& item : standardized(std::move(items)))
+        targets.push_back(item.path);
+    QtConcurrent::run([targets, folder = PathText::standardized(folder)] {
+        return SymbolicLinks::make(targets, folder);
+    })
+        .then(this, [this, prompter = prompterFor(prompter),
+                     done = std::move(done)](SymbolicLinks::Outcome out) {
+            if (!out.made.empty()) {
+                pushUndo(new CreationCommand(out.made, QStringLiteral("シンボリックリンクの作成"),
+                                             [this](auto work) { runUndoWork(std::move(work)); }));
+                Q_EMIT foldersChanged(parentsOf(out.made));
+            }
+            std::vector<Alert> failures;
+            for (const Error& error : out.failures)
+                failures.push_back(creationFailed(PathText::displayName(error.path), error));
+            presentInOrder(prompter, std::move(failures), [done, made = out.made] {
+                if (done)
+                    done(made);
+            });
+        });
 }

@@ -100,6 +100,8 @@ private:
     void removeItems(std::vector<FileItem> items, PrompterRef prompter, PathsDone done);
     void createItem(const std::filesystem::path& folder, bool isDirectory, PrompterRef prompter,
                     PathDone done);
+    void madeByArchive(const std::optional<std::filesystem::path>& made, const QString& actionName,
+                       const PathDone& done);
     // Undo entries are pushed after their work is done (their first redo does nothing).
     void pushUndo(QUndoCommand* command);
     // Runs undo and redo work in order on a one-thread pool, then reports it.

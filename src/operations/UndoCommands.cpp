@@ -185,35 +185,40 @@ std::function<UndoReport()> RenameCommand::redoWork()
     };
 }
 
-CreationCommand::CreationCommand(fs::path path, const QString& actionName, UndoRunner run)
+CreationCommand::CreationCommand(std::vector<fs::path> paths, const QString& actionName,
+                                 UndoRunner run)
     : FileUndoCommand(actionName, std::move(run))
-    , m_path(std::move(path))
-    , m_trashed(std::make_shared<std::optional<TrashedItem>>())
+    , m_paths(std::move(paths))
+    , m_trashed(std::make_shared<std::vector<TrashedItem>>())
 {
 }
 
 std::function<UndoReport()> CreationCommand::undoWork()
 {
-    return [path = m_path, trashed = m_trashed] {
-        UndoReport report{{PathText::parent(path)}, {}};
-        auto done = Trash::moveToTrash(path);
-        if (done)
-            *trashed = *done;
-        else
-            noteFailure(report, path, done.error(), true);
+    return [paths = m_paths, trashed = m_trashed] {
+        UndoReport report;
+        for (const fs::path& path : paths) {
+            report.folders.push_back(PathText::parent(path));
+            if (auto done = Trash::moveToTrash(path))
+                trashed->push_back(*done);
+            else
+                noteFailure(report, path, done.error(), true);
+        }
         return report;
     };
 }
 
+// Brings back what the undo trashed (an item whose undo failed never left).
 std::function<UndoReport()> CreationCommand::redoWork()
 {
-    return [path = m_path, trashed = m_trashed] {
-        UndoReport report{{PathText::parent(path)}, {}};
-        if (!*trashed)
-            return report; // the undo failed, so the item never left
-        if (auto done = Trash::restore(**trashed); !done)
-            noteFailure(report, path, done.error(), false);
-        trashed->reset();
+    return [trashed = m_trashed] {
+        UndoReport report;
+        for (const TrashedItem& item : *trashed) {
+            report.folders.push_back(PathText::parent(item.original));
+            if (auto done = Trash::restore(item); !done)
+                noteFailure(report, item.original, done.error(), false);
+        }
+        trashed->clear();
         return report;
     };
 }

@@ -82,16 +82,17 @@ private:
 };
 
 // Undo sends the new item to the Trash; redo brings that same item back. For new
-// folders and files, archives and what an expansion made.
+// folders and files, archives, what an expansion made and links.
 class CreationCommand : public FileUndoCommand {
 public:
-    CreationCommand(std::filesystem::path path, const QString& actionName, UndoRunner run);
+    CreationCommand(std::vector<std::filesystem::path> paths, const QString& actionName,
+                    UndoRunner run);
 
 protected:
     std::function<UndoReport()> undoWork() override;
     std::function<UndoReport()> redoWork() override;
 
 private:
-    std::filesystem::path m_path;
-    std::shared_ptr<std::optional<TrashedItem>> m_trashed;
+    std::vector<std::filesystem::path> m_paths;
+    std::shared_ptr<std::vector<TrashedItem>> m_trashed;
 };

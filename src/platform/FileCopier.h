@@ -53,6 +53,9 @@ Result<void> removeCopy(const std::filesystem::path& path);
 // mkdir without parents; an empty regular file with O_EXCL.
 Result<void> makeFolder(const std::filesystem::path& path);
 Result<void> makeEmptyFile(const std::filesystem::path& path);
+// A symbolic link at `path` holding `target`; EEXIST when the name is taken.
+Result<void> makeSymbolicLink(const std::filesystem::path& target,
+                              const std::filesystem::path& path);
 // Whether the folder of `path` holds an entry spelt byte for byte as its name (on a
 // case-insensitive volume a name may find an entry stored in other letter case).
 bool isStoredName(const std::filesystem::path& path);

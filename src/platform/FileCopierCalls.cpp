@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 using namespace FileCopierSupport;
@@ -82,6 +83,13 @@ Result<void> makeEmptyFile(const fs::path& path)
     FileDescriptor fd(
         openAt(AT_FDCWD, path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0666));
     if (fd.get() < 0 || fd.close() != 0)
+        return failure(path);
+    return {};
+}
+
+Result<void> makeSymbolicLink(const fs::path& target, const fs::path& path)
+{
+    if (::symlink(target.c_str(), path.c_str()) != 0)
         return failure(path);
     return {};
 }

@@ -49,7 +49,8 @@ std::map<std::string, std::string> listing(const fs::path& root)
 {
     std::map<std::string, std::string> out;
     for (const auto& entry : fs::recursive_directory_iterator(root)) {
-        const std::string relative = fs::relative(entry.path(), root).native();
+        // Lexical: fs::relative would resolve a link to what it points at.
+        const std::string relative = entry.path().lexically_relative(root).native();
         out[relative] = entry.is_directory() ? "/" : readFile(entry.path());
     }
     return out;
@@ -103,6 +104,24 @@ public:
             isFolder ? manager.createFolder(folder, prompter, done)
                      : manager.createFile(folder, prompter, done);
         });
+    }
+    Paths bulkRename(const fs::path& item, const QString& newName)
+    {
+        return await([&](auto done) {
+            manager.bulkRename({{{item, std::nullopt}, newName}}, prompter, done);
+        });
+    }
+    std::optional<fs::path> archive(const fs::path& item, bool compress)
+    {
+        return await<std::optional<fs::path>>([&](auto done) {
+            compress ? manager.compress(items({item}), prompter, done)
+                     : manager.expand({item, std::nullopt}, prompter, done);
+        });
+    }
+    Paths links(std::vector<FileItem> targets, const fs::path& folder)
+    {
+        return await(
+            [&](auto done) { manager.makeSymbolicLinks(targets, folder, prompter, done); });
     }
     void undoOrRedo(bool undo)
     {
@@ -341,9 +360,17 @@ TEST_F(FileOperationManagerTest, EveryOperationUndoesAndRedoes)
         {"名前の変更", [](auto& t) { t.rename(items({t.dir / "f/a"}).front(), "A"); }, "f/A"},
         {"新規フォルダ", [](auto& t) { t.create(t.dir / "g", true); }, "g/名称未設定フォルダ"},
         {"新規ファイル", [](auto& t) { t.create(t.dir / "f", false); }, "f/名称未設定.txt"},
+        {"名前の変更", [](auto& t) { t.bulkRename(t.dir / "f/a", "b"); }, "f/b"},
+        {"圧縮", [](auto& t) { t.archive(t.dir / "f", true); }, "f.zip"},
+        {"展開", [](auto& t) { t.archive(t.dir / "z.zip", false); }, "f 2/a"},
+        {"シンボリックリンクの作成", [](auto& t) { t.links(items({t.dir / "f/a"}), t.dir / "g"); },
+         "g/a のリンク"},
     };
     dir.file("f/a", "a");
     dir.folder("g");
+    ASSERT_TRUE(archive(dir / "f", true));
+    fs::rename(dir / "f.zip", dir / "z.zip");
+    manager.undoStack().clear();
     for (const Case& c : cases) {
         SCOPED_TRACE(c.action);
         const auto before = listing(dir.path());
@@ -380,6 +407,21 @@ TEST_F(FileOperationManagerTest, EveryOperationUndoesAndRedoes)
                            "「B」という名前はすでに使われています。別の名前を選んでください。"}));
     EXPECT_FALSE(prompter->shown[2].message.isEmpty()); // the naming rules' own message
     EXPECT_EQ(readFile(dir / "b"), "b");
+}
+
+TEST_F(FileOperationManagerTest, LinksAreNamedAfterTheirItemsAndPointAtThem)
+{
+    dir.file("memo.txt");
+    dir.folder("a.b");
+    const Paths made = links(items({dir / "memo.txt", dir / "a.b", dir / "memo.txt"}), dir.path());
+    EXPECT_EQ(made, (Paths{dir / "memo のリンク.txt", dir / "a.b のリンク",
+                           dir / "memo のリンク 2.txt"}));
+    EXPECT_EQ(fs::read_symlink(made[1]), dir / "a.b");
+    EXPECT_EQ(fs::read_symlink(made[2]), dir / "memo.txt");
+
+    // A folder that is not there: each link fails on its own, with its name.
+    EXPECT_TRUE(links(items({dir / "memo.txt"}), dir / "gone").empty());
+    EXPECT_EQ(prompter->messages(), QStringList{"「memo のリンク.txt」を作成できませんでした。"});
 }
 
 TEST_F(FileOperationManagerTest, PaneTransferConfirmationAbbreviatesHomeAndCanBeTurnedOff)
