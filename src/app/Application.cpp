@@ -17,6 +17,7 @@
 #include "operations/FileOperationManager.h"
 #include "operations/OperationAlerts.h"
 #include "operations/OperationsStore.h"
+#include "operations/RenameJournal.h"
 #include "operations/StagingJournal.h"
 #include "platform/DirectoryScanner.h"
 #include "platform/ProcessInfo.h"
@@ -163,13 +164,17 @@ void Application::start(const std::vector<fs::path>& items, bool startedByBus)
     }
     // Items that other programs moved while we were not running.
     TagStore::shared().resolveMovedItems();
-    // Hidden partial copies and half-done moves of a transfer that was killed.
+    // Hidden partial copies, half-done moves and bulk renames of a run that was killed.
     QtConcurrent::run(&WorkPools::transfers(), [] {
-        return StagingJournal::shared().recover();
-    }).then(this, [this](const StagingJournal::Report& report) {
-        if (const QString text = report.alertText(); !text.isEmpty())
+        const QString transfers = StagingJournal::shared().recover().alertText();
+        const QString renames = RenameJournal::shared().recover().alertText();
+        return QStringList{transfers, renames};
+    }).then(this, [this](QStringList texts) {
+        texts.removeAll(QString());
+        if (!texts.isEmpty())
             DialogPrompter(keyWindow())
-                .present(OperationAlerts::message(text), [](Alert::Response) {});
+                .present(OperationAlerts::message(texts.join(QStringLiteral("\n\n"))),
+                         [](Alert::Response) {});
     });
 }
 

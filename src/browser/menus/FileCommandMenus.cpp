@@ -163,13 +163,22 @@ void addItemCommands(MenuBuilder& m, BrowserWindow& w)
           [&w] { w.withActivePane(&PaneView::openSelection); });
     m.add("renameSelection:", "名前を変更", {"", {"F2"}},
           [&w] { w.withActivePane(&PaneView::beginRename); });
-    m.addUnavailable("bulkRename:", "一括で名前を変更…");
+    auto hasSelection = [&w] { return w.activePane() && !w.activePane()->selectedPaths().empty(); };
+    m.setValid(m.add("bulkRename:", "一括で名前を変更…", {},
+                     onActions(w, [](PaneFileActions& a) { a.bulkRename(); })),
+               hasSelection);
     m.addUnavailable("showInfo:", "情報を見る", {"Ctrl+I"});
     m.add("duplicate:", "複製", {"Ctrl+D"},
           onActions(w, [](PaneFileActions& a) { a.duplicate(); }));
-    m.addUnavailable("makeSymbolicLink:", "シンボリックリンクを作成");
-    m.addUnavailable("compress:", "圧縮");
-    m.addUnavailable("expandArchive:", "展開");
+    m.setValid(m.add("makeSymbolicLink:", "シンボリックリンクを作成", {},
+                     onActions(w, [](PaneFileActions& a) { a.makeSymbolicLinks(); })),
+               [&w] { return w.activePane() && w.activePane()->fileActions().canMakeLinks(); });
+    m.setValid(
+        m.add("compress:", "圧縮", {}, onActions(w, [](PaneFileActions& a) { a.compress(); })),
+        hasSelection);
+    m.setValid(
+        m.add("expandArchive:", "展開", {}, onActions(w, [](PaneFileActions& a) { a.expand(); })),
+        [&w] { return w.activePane() && w.activePane()->fileActions().canExpand(); });
     m.setValid(
         m.add("toggleQuickLook:", "クイックルック", {"Ctrl+Y"}, [&w] { w.toggleQuickLook(); }),
         [&w] {

@@ -1,10 +1,13 @@
 #include "browser/pane/PaneFileActions.h"
 
+#include "browser/operations/BulkRenameDialog.h"
 #include "browser/operations/DialogPrompter.h"
 #include "browser/pane/FileListModel.h"
 #include "browser/pane/PaneView.h"
 #include "core/PathText.h"
+#include "operations/ArchiveKinds.h"
 #include "operations/FileClipboard.h"
+#include "operations/RenameSelection.h"
 #include "platform/DefaultApplication.h"
 #include "tags/TagStore.h"
 
@@ -217,6 +220,106 @@ void PaneFileActions::duplicate()
     std::erase_if(items,
                   [&](const FileItem& item) { return PathText::parent(item.path) != folder; });
     transfer(std::move(items), folder, TransferMode::copy, &m_pane);
+}
+
+std::vector<FileItem> PaneFileActions::selectedInOneFolder() const
+{
+    std::vector<FileItem> items = m_pane.selectedItems();
+    if (!items.empty()) {
+        const fs::path folder = PathText::parent(items.front().path);
+        std::erase_if(items,
+                      [&](const FileItem& item) { return PathText::parent(item.path) != folder; });
+    }
+    return items;
+}
+
+void PaneFileActions::bulkRename()
+{
+    std::vector<fs::path> paths;
+    for (const FileItem& item : selectedInOneFolder())
+        paths.push_back(item.path);
+    if (paths.empty())
+        return;
+    QtConcurrent::run([paths] {
+        return RenameSelection::read(paths);
+    }).then(this, [this](const RenameSelection& selection) { openBulkRename(selection); });
+}
+
+void PaneFileActions::openBulkRename(const RenameSelection& selection)
+{
+    if (selection.items.empty())
+        return;
+    // The identities seen now guard against items replaced while the sheet is open.
+    std::map<fs::path, FileItem> shown;
+    for (const FileItem& item : m_pane.selectedItems())
+        shown.emplace(item.path, item);
+    auto* dialog = new BulkRenameDialog(selection.items, selection.otherNames, m_pane.window());
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowModality(Qt::WindowModal);
+    QPointer<PaneView> pane = &m_pane;
+    connect(dialog, &BulkRenameDialog::applyRequested, this,
+            [this, shown, pane](const BulkRenameDialog::Pairs& pairs) {
+                std::vector<std::pair<FileItem, QString>> renames;
+                for (const auto& [path, newName] : pairs) {
+                    const auto found = shown.find(path);
+                    renames.emplace_back(found != shown.end() ? found->second : FileItem{path, {}},
+                                         newName);
+                }
+                manager().bulkRename(std::move(renames), prompter(), [pane](auto renamed) {
+                    if (pane)
+                        pane->selectWhenListed(std::move(renamed));
+                });
+            });
+    dialog->open();
+}
+
+bool PaneFileActions::canMakeLinks() const
+{
+    return showsFolder() && !m_pane.selectedPaths().empty();
+}
+
+void PaneFileActions::makeSymbolicLinks()
+{
+    std::vector<FileItem> items = m_pane.selectedItems();
+    if (items.empty() || !showsFolder())
+        return;
+    QPointer<PaneView> pane = &m_pane;
+    manager().makeSymbolicLinks(std::move(items), m_pane.location().path(), prompter(),
+                                [pane](auto links) {
+                                    if (pane)
+                                        pane->selectWhenListed(std::move(links));
+                                });
+}
+
+void PaneFileActions::compress()
+{
+    std::vector<FileItem> items = selectedInOneFolder();
+    if (items.empty())
+        return;
+    QPointer<PaneView> pane = &m_pane;
+    manager().compress(std::move(items), prompter(), [pane](std::optional<fs::path> archive) {
+        if (pane && archive)
+            pane->selectWhenListed({*archive});
+    });
+}
+
+bool PaneFileActions::canExpand() const
+{
+    const std::vector<fs::path> paths = m_pane.selectedPaths();
+    return !paths.empty() && std::ranges::all_of(paths, ArchiveKinds::isExpandable);
+}
+
+void PaneFileActions::expand()
+{
+    if (!canExpand())
+        return;
+    QPointer<PaneView> pane = &m_pane;
+    for (const FileItem& archive : m_pane.selectedItems()) {
+        manager().expand(archive, prompter(), [pane](std::optional<fs::path> made) {
+            if (pane && made)
+                pane->selectWhenListed({*made});
+        });
+    }
 }
 
 void PaneFileActions::drop(const QMimeData& data, const fs::path& folder, Qt::DropAction action)

@@ -10,6 +10,7 @@
 class PaneView;
 class QMimeData;
 class QPersistentModelIndex;
+struct RenameSelection;
 
 // The file commands of one pane (clipboard, Trash, delete, rename, new items,
 // duplicate, transfers and drops), handed to the operation manager with a
@@ -33,6 +34,14 @@ public:
     void newFolder();
     void newFile();
     void duplicate();
+    // The bulk rename sheet for the selected items of one folder.
+    void bulkRename();
+    void makeSymbolicLinks();
+    void compress();
+    // Each selected archive is expanded beside itself.
+    void expand();
+    bool canMakeLinks() const;
+    bool canExpand() const;
     // Into `folder`, selecting the results in `selectIn` when given.
     void transfer(std::vector<FileItem> items, const std::filesystem::path& folder,
                   TransferMode mode, PaneView* selectIn);
@@ -47,6 +56,9 @@ private:
                                                       FileOperationManager::PathDone);
     void createItem(CreateCall create);
     std::shared_ptr<Prompter> prompter() const;
+    void openBulkRename(const RenameSelection& selection);
+    // The selected items that share the first one's folder.
+    std::vector<FileItem> selectedInOneFolder() const;
     bool showsFolder() const;
 
     PaneView& m_pane;

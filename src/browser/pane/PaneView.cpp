@@ -4,6 +4,7 @@
 #include "browser/pane/FileListModel.h"
 #include "browser/pane/FilterBar.h"
 #include "browser/pane/NameDelegate.h"
+#include "browser/pane/PaneContextMenu.h"
 #include "browser/pane/PaneFileActions.h"
 #include "browser/pane/PaneFilter.h"
 #include "browser/pane/PaneInsight.h"
@@ -71,6 +72,7 @@ void PaneView::buildWidgets()
     m_list->setItemDelegateForColumn(0, nameDelegate);
     m_list->setItemDelegateForColumn(int(FileSortKey::tags), new TagsDelegate(m_list));
     m_fileActions = new PaneFileActions(*this);
+    new PaneContextMenu(*this);
     connect(nameDelegate, &NameDelegate::renameRequested, m_fileActions,
             &PaneFileActions::renameRow);
     for (size_t i = 0; i < kFileColumns.size(); ++i)

@@ -88,9 +88,8 @@ TEST_F(MainMenuTest, CommandsThatAreNotThereYetAreDisabled)
     auto window = openWindow(dir.path());
     setMenusOpen(*window, true);
     // Without an application installed, its commands are off as well.
-    for (const char* title :
-         {"新規ウィンドウ", "閉じたタブを開く", "Quillo を終了", "一括で名前を変更…", "情報を見る",
-          "ターミナルで開く", "サーバへ接続…", "アップデートを確認…"})
+    for (const char* title : {"新規ウィンドウ", "閉じたタブを開く", "Quillo を終了", "情報を見る",
+                              "ターミナルで開く", "サーバへ接続…", "アップデートを確認…"})
         EXPECT_FALSE(menuItem(*window, title)->isEnabled()) << title;
     for (const char* title : {"新規タブ", "複製", "フルスクリーンにする", "パスをコピー", "ホーム"})
         EXPECT_TRUE(menuItem(*window, title)->isEnabled()) << title;
@@ -206,6 +205,47 @@ TEST_F(MainMenuTest, OpensTheSelectedFolderInTheLeftOrRightPane)
     window->currentContainer()->toggleSplit(); // one pane: no sides any more
     setMenusOpen(*window, true);
     EXPECT_FALSE(menuItem(*window, "右の画面で開く")->isEnabled());
+}
+
+TEST_F(MainMenuTest, ItemCommandsFollowTheSelectionAndMakeTheContextMenu)
+{
+    dir.file("a.txt");
+    dir.file("b.tar.gz");
+    auto window = openWindow(dir.path());
+    PaneView* pane = window->activePane();
+    const QStringList itemCommands{"一括で名前を変更…", "シンボリックリンクを作成", "圧縮", "展開"};
+    auto enabledOnes = [&] {
+        setMenusOpen(*window, true);
+        QStringList enabled;
+        for (const QString& title : itemCommands)
+            if (menuItem(*window, title)->isEnabled())
+                enabled << title;
+        return enabled;
+    };
+    auto contextMenu = [&](const QPoint& at) {
+        Q_EMIT pane->listView()->customContextMenuRequested(at);
+        QMenu* menu = pane->listView()->findChild<QMenu*>();
+        const QStringList titles = menu ? textsOf(menu->actions(), &QAction::text) : QStringList();
+        delete menu;
+        return titles;
+    };
+    pane->listView()->clearSelection();
+    EXPECT_EQ(enabledOnes(), QStringList());
+    select(*pane, dir / "a.txt");
+    EXPECT_EQ(enabledOnes(), itemCommands.mid(0, 3));
+    select(*pane, dir / "b.tar.gz");
+    EXPECT_EQ(enabledOnes(), itemCommands);
+
+    const QRect row = pane->listView()->visualRect(pane->listView()->currentIndex());
+    const QStringList onItem = contextMenu(row.center());
+    for (const QString& title : itemCommands + QStringList{"開く", "ゴミ箱に入れる", ""})
+        EXPECT_TRUE(onItem.contains(title)) << title.toStdString();
+    EXPECT_FALSE(onItem.contains("新規フォルダ"));
+    // An empty spot is about the folder: the selection goes, folder commands come.
+    const QStringList onFolder = contextMenu(QPoint(row.center().x(), row.bottom() + 200));
+    EXPECT_TRUE(onFolder.contains("新規フォルダ"));
+    EXPECT_FALSE(onFolder.contains("圧縮"));
+    EXPECT_TRUE(pane->selectedPaths().empty());
 }
 
 TEST_F(MainMenuTest, CopiesPathsAsText)

@@ -3,12 +3,14 @@
 #include "browser/pane/PaneFileActions.h"
 
 #include "browser/PaneTesting.h"
+#include "browser/operations/BulkRenameDialog.h"
 #include "operations/FileClipboard.h"
 
 #include <QApplication>
 #include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QUndoStack>
 
 namespace fs = std::filesystem;
@@ -109,4 +111,61 @@ TEST_F(PaneFileActionsTest, FilesWithoutAnApplicationShareOneAlertNamingThemAll)
         QStringLiteral("「a.quillo-x」、「b.quillo-x」を開けませんでした。\n"
                        "この種類のファイルを開くアプリケーションが登録されていません。")))
         << text.toStdString();
+}
+
+TEST_F(PaneFileActionsTest, BulkRenameSeesTheUnselectedNamesAndSelectsWhatItRenamed)
+{
+    dir.file("a.txt", "a");
+    dir.file("b.txt", "b");
+    dir.file(".c.txt"); // hidden from the list, yet its name is taken
+    auto pane = openPane(dir.path());
+    pane->selectWhenListed({dir / "a.txt", dir / "b.txt"});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return selectedNames(*pane).size() == 2; }, kTimeoutMs));
+    pane->fileActions().bulkRename();
+    BulkRenameDialog* sheet = nullptr;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return (sheet = pane->findChild<BulkRenameDialog*>()) && sheet->isVisible(); },
+        kTimeoutMs));
+    QPushButton* apply = nullptr;
+    for (QPushButton* button : sheet->findChildren<QPushButton*>())
+        apply = button->text() == QStringLiteral("名前を変更") ? button : apply;
+    ASSERT_TRUE(apply);
+    // Find "a", replace with ".c": a.txt would become the hidden .c.txt.
+    QTest::keyClicks(sheet->focusWidget(), "a");
+    QTest::keyClick(sheet->focusWidget(), Qt::Key_Tab);
+    QTest::keyClicks(sheet->focusWidget(), ".c");
+    EXPECT_FALSE(apply->isEnabled());
+    QTest::keyClick(sheet->focusWidget(), Qt::Key_Backspace);
+    QTest::keyClick(sheet->focusWidget(), Qt::Key_Backspace);
+    QTest::keyClicks(sheet->focusWidget(), "x");
+    ASSERT_TRUE(apply->isEnabled());
+    apply->click();
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return selectedNames(*pane) == QStringList{"x.txt"}; }, kTimeoutMs));
+    EXPECT_EQ(readFile(dir / "x.txt"), "a");
+    EXPECT_EQ(FileOperationManager::shared().undoStack().undoText(), QStringLiteral("名前の変更"));
+}
+
+TEST_F(PaneFileActionsTest, LinkCompressAndExpandEachSelectWhatTheyMade)
+{
+    dir.file("a.txt", "a");
+    auto pane = openPane(dir.path());
+    auto selectAndWait = [&](const char* name) {
+        pane->selectWhenListed({dir / name});
+        return QTest::qWaitFor([&] { return selectedNames(*pane) == QStringList{name}; },
+                               kTimeoutMs);
+    };
+    ASSERT_TRUE(selectAndWait("a.txt"));
+    EXPECT_FALSE(pane->fileActions().canExpand());
+    pane->fileActions().makeSymbolicLinks();
+    ASSERT_TRUE(selectAndWait("a のリンク.txt"));
+    EXPECT_EQ(fs::read_symlink(dir / "a のリンク.txt"), dir / "a.txt");
+    ASSERT_TRUE(selectAndWait("a.txt"));
+    pane->fileActions().compress();
+    ASSERT_TRUE(selectAndWait("a.txt.zip"));
+    ASSERT_TRUE(pane->fileActions().canExpand());
+    pane->fileActions().expand();
+    // Its one entry lands beside the archive under a free name.
+    ASSERT_TRUE(selectAndWait("a 2.txt"));
+    EXPECT_EQ(readFile(dir / "a 2.txt"), "a");
 }
