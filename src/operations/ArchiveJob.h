@@ -1,8 +1,12 @@
 #pragma once
 
+#include "operations/ArchiveFailure.h"
+#include "operations/FileOperation.h"
 #include "operations/FileOperationManager.h"
 
 #include <QObject>
+#include <QPointer>
+#include <QTimer>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -23,4 +27,26 @@ public:
                          Finished finished, QObject* parent);
     static void expand(FileItem archive, std::shared_ptr<Prompter> prompter, Finished finished,
                        QObject* parent);
+
+private:
+    using Outcome = ArchiveResult<std::filesystem::path>;
+    struct Task {
+        FileOperation::Kind kind = FileOperation::Kind::compress;
+        int itemCount = 1;
+        std::function<int64_t()> measure;               // the byte total, on the pool
+        std::function<Outcome(TransferProgress&)> work; // on the pool
+        QString failureMessage;
+    };
+
+    ArchiveJob(std::shared_ptr<Prompter> prompter, Finished finished, QObject* parent);
+    // Runs `task` unless an item now names another file than the one the user saw.
+    void runUnlessChanged(std::vector<FileItem> items, Task task);
+    void run(Task task);
+    void end(const Outcome& outcome);
+
+    std::shared_ptr<Prompter> m_prompter;
+    Finished m_finished;
+    QString m_failureMessage;
+    QPointer<FileOperation> m_operation;
+    QTimer m_poller;
 };
