@@ -211,7 +211,8 @@ QString lowerCased(const QString& name)
 }
 
 // Problems after the rule itself succeeded: the name check, then collisions, which are
-// case-insensitive as on the folders people share with other systems.
+// case-insensitive as on the folders people share with other systems. Unchanged rows
+// still count as names that others must not take.
 void markProblems(std::vector<BulkRenamePreview>& rows, const QSet<QString>& otherNames)
 {
     std::vector<QString> lowered;
@@ -224,6 +225,10 @@ void markProblems(std::vector<BulkRenamePreview>& rows, const QSet<QString>& oth
     }
     for (size_t i = 0; i < rows.size(); ++i) {
         BulkRenamePreview& row = rows[i];
+        // A name the rule leaves alone is not renamed, so it cannot clash: Linux folders
+        // may hold "README" beside "readme".
+        if (row.newName == row.oldName)
+            continue;
         row.problem = FileNaming::validationError(row.newName);
         if (row.problem)
             continue;
