@@ -8,9 +8,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <optional>
+#include <string_view>
 
 namespace fs = std::filesystem;
-using Step = RenameJournal::Step;
+using Plan = RenameJournal::Plan;
 
 namespace BulkRenamer {
 
@@ -21,17 +22,30 @@ struct PhaseFailure {
     size_t index = 0;
 };
 
-// The journal is read by another process, from another working folder.
-fs::path absolutePath(const fs::path& path)
+// "/a/b" with no empty, "." or ".." component: most paths, which then need no copy.
+bool isStandardAbsolute(std::string_view path)
 {
-    std::error_code error;
-    const fs::path out = path.is_absolute() ? path : fs::absolute(path, error);
-    return PathText::standardized(error ? path : out);
+    if (path.size() < 2 || path.front() != '/' || path.back() == '/')
+        return false;
+    for (size_t at = 1; at < path.size();) {
+        const size_t end = std::min(path.find('/', at), path.size());
+        const std::string_view part = path.substr(at, end - at);
+        if (part.empty() || part == "." || part == "..")
+            return false;
+        at = end + 1;
+    }
+    return true;
 }
 
-bool isPlainName(const fs::path& name)
+// The journal is read by another process, from another working folder.
+std::string_view absoluteText(const fs::path& path, std::string& storage)
 {
-    return !name.empty() && name != "." && name != "..";
+    if (isStandardAbsolute(path.native()))
+        return path.native();
+    std::error_code error;
+    const fs::path absolute = path.is_absolute() ? path : fs::absolute(path, error);
+    storage = PathText::standardized(error ? path : absolute).native();
+    return storage;
 }
 
 Failure failureOf(const Error& error, const fs::path& name)
@@ -39,49 +53,61 @@ Failure failureOf(const Error& error, const fs::path& name)
     return Failure{error, PathText::displayName(name), true};
 }
 
-// One step per pair whose names differ, each with the item's identity, every
-// temporary name sharing one fresh UUID.
-std::expected<std::vector<Step>, Failure> makePlan(const std::vector<Pair>& pairs)
+// The folder's index in the plan, added when new; items mostly share one folder.
+uint32_t folderIndex(RenameJournal::Plan& plan, std::string_view folder)
 {
-    const std::string prefix =
-        ".quillo-rename-" + QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString() + "-";
-    std::vector<Step> steps;
-    steps.reserve(pairs.size());
-    for (size_t i = 0; i < pairs.size(); ++i) {
-        const fs::path from = absolutePath(pairs[i].first);
-        const fs::path to = absolutePath(pairs[i].second);
-        if (from == to)
-            continue;
-        const fs::path folder = PathText::parent(from);
-        if (PathText::parent(to) != folder || !isPlainName(from.filename()) ||
-            !isPlainName(to.filename()))
-            return std::unexpected(failureOf(Error::fromErrno(EINVAL, to), from));
-        const auto identity = FileCopier::identity(from);
-        if (!identity)
-            return std::unexpected(failureOf(Error::fromErrno(ENOENT, from), from));
-        steps.push_back(
-            {folder, from.filename(), prefix + std::to_string(i), to.filename(), identity});
+    for (size_t i = plan.folders.size(); i-- > 0;) {
+        if (plan.folders[i].native() == folder)
+            return uint32_t(i);
     }
-    return steps;
+    plan.folders.emplace_back(std::string(folder));
+    return uint32_t(plan.folders.size() - 1);
 }
 
-std::optional<PhaseFailure> runPhases(const std::vector<Step>& steps, std::vector<Place>& places,
+// One step per pair whose names differ, each with the item's identity, every
+// temporary name sharing one fresh UUID. Names are cut from the path text: a path
+// object is split into components whenever one is made, which for 10,000 items
+// would cost more than the renames.
+std::expected<Plan, Failure> makePlan(const std::vector<Pair>& pairs)
+{
+    Plan plan;
+    plan.temporaryPrefix =
+        ".quillo-rename-" + QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString() + "-";
+    plan.steps.reserve(pairs.size());
+    std::string fromStorage, toStorage;
+    for (const auto& [fromPath, toPath] : pairs) {
+        const std::string_view from = absoluteText(fromPath, fromStorage);
+        const std::string_view to = absoluteText(toPath, toStorage);
+        if (from == to)
+            continue;
+        const size_t slash = from.rfind('/');
+        const std::string_view folder = from.substr(0, std::max<size_t>(slash, 1));
+        if (from.size() == slash + 1 || to.size() <= slash + 1 ||
+            to.substr(0, slash + 1) != from.substr(0, slash + 1) ||
+            to.find('/', slash + 1) != std::string_view::npos)
+            return std::unexpected(failureOf(Error::fromErrno(EINVAL, toPath), fromPath));
+        const auto identity = FileCopier::identity(fromPath);
+        if (!identity)
+            return std::unexpected(failureOf(Error::fromErrno(ENOENT, fromPath), fromPath));
+        plan.steps.push_back({folderIndex(plan, folder), std::string(from.substr(slash + 1)),
+                              std::string(to.substr(slash + 1)), identity});
+    }
+    return plan;
+}
+
+std::optional<PhaseFailure> runPhases(const Plan& plan, std::vector<Place>& places,
                                       const std::function<void()>& betweenPhases)
 {
-    for (size_t i = 0; i < steps.size(); ++i) {
-        const Step& step = steps[i];
-        if (auto moved = FileCopier::renameNoReplace(step.folder / step.oldName,
-                                                     step.folder / step.temporaryName);
+    for (size_t i = 0; i < plan.steps.size(); ++i) {
+        if (auto moved = FileCopier::renameNoReplace(plan.oldPath(i), plan.temporaryPath(i));
             !moved)
             return PhaseFailure{moved.error(), i};
         places[i] = Place::temporary;
     }
     if (betweenPhases)
         betweenPhases();
-    for (size_t i = 0; i < steps.size(); ++i) {
-        const Step& step = steps[i];
-        if (auto moved = FileCopier::renameNoReplace(step.folder / step.temporaryName,
-                                                     step.folder / step.newName);
+    for (size_t i = 0; i < plan.steps.size(); ++i) {
+        if (auto moved = FileCopier::renameNoReplace(plan.temporaryPath(i), plan.newPath(i));
             !moved)
             return PhaseFailure{moved.error(), i};
         places[i] = Place::renamed;
@@ -90,14 +116,14 @@ std::optional<PhaseFailure> runPhases(const std::vector<Step>& steps, std::vecto
 }
 
 // Tries the preferred name, then the other one; the place the item ends at.
-Place placeTemporary(const Step& step, bool forward)
+Place placeTemporary(const Plan& plan, size_t i, bool forward)
 {
-    const fs::path temporary = step.folder / step.temporaryName;
+    const fs::path temporary = plan.temporaryPath(i);
     const Place first = forward ? Place::renamed : Place::old;
     const Place second = forward ? Place::old : Place::renamed;
     for (const Place place : {first, second}) {
-        const fs::path& name = place == Place::renamed ? step.newName : step.oldName;
-        if (FileCopier::renameNoReplace(temporary, step.folder / name))
+        if (FileCopier::renameNoReplace(temporary, place == Place::renamed ? plan.newPath(i)
+                                                                           : plan.oldPath(i)))
             return place;
     }
     qWarning("Cannot give %s its old or its new name", temporary.c_str());
@@ -112,12 +138,12 @@ std::expected<void, Failure> apply(const std::vector<Pair>& pairs, RenameJournal
     const auto plan = makePlan(pairs);
     if (!plan)
         return std::unexpected(plan.error());
-    if (plan->empty())
+    if (plan->steps.empty())
         return {};
     const auto id = journal.begin(*plan);
     if (!id)
-        return std::unexpected(failureOf(id.error(), plan->front().oldName));
-    std::vector<Place> places(plan->size(), Place::old);
+        return std::unexpected(failureOf(id.error(), plan->steps.front().oldName));
+    std::vector<Place> places(plan->steps.size(), Place::old);
     const auto failed = runPhases(*plan, places, betweenPhases);
     // Journaling file systems keep the order of these renames and of the record's
     // removal, so a finished rename needs no folder sync before the record goes.
@@ -128,35 +154,33 @@ std::expected<void, Failure> apply(const std::vector<Pair>& pairs, RenameJournal
     const Settled settled = settle(*plan, places, false);
     if (settled.leftAt.empty())
         journal.finish(*id);
-    Failure failure = failureOf(failed->error, (*plan)[failed->index].oldName);
+    Failure failure = failureOf(failed->error, plan->steps[failed->index].oldName);
     failure.rolledBack =
         std::all_of(places.begin(), places.end(), [](Place place) { return place == Place::old; });
     return std::unexpected(failure);
 }
 
-Settled settle(const std::vector<Step>& steps, std::vector<Place>& places, bool forward)
+Settled settle(const Plan& plan, std::vector<Place>& places, bool forward)
 {
     const std::vector<Place> before = places;
     if (!forward) {
         // Temporary names are free again: the new names go first so that a swapped or
         // cycled item finds its old name empty.
-        for (size_t i = 0; i < steps.size(); ++i) {
-            const Step& step = steps[i];
+        for (size_t i = 0; i < plan.steps.size(); ++i) {
             if (places[i] == Place::renamed &&
-                FileCopier::renameNoReplace(step.folder / step.newName,
-                                            step.folder / step.temporaryName))
+                FileCopier::renameNoReplace(plan.newPath(i), plan.temporaryPath(i)))
                 places[i] = Place::temporary;
         }
     }
     Settled out;
-    for (size_t i = 0; i < steps.size(); ++i) {
+    for (size_t i = 0; i < plan.steps.size(); ++i) {
         if (places[i] != Place::temporary)
             continue;
-        places[i] = placeTemporary(steps[i], forward);
+        places[i] = placeTemporary(plan, i, forward);
         if (places[i] == Place::temporary)
-            out.leftAt.push_back(steps[i].folder / steps[i].temporaryName);
+            out.leftAt.push_back(plan.temporaryPath(i));
     }
-    for (size_t i = 0; i < steps.size(); ++i) {
+    for (size_t i = 0; i < plan.steps.size(); ++i) {
         if (places[i] != before[i] && places[i] == Place::renamed)
             ++out.toNew;
         if (places[i] != before[i] && places[i] == Place::old)

@@ -48,7 +48,6 @@ struct Settled {
 // old one; an item whose chosen name is taken by something else goes to its other
 // name. Rolling back first moves the items at their new names to their temporary
 // ones, so that a swap or a cycle can be undone. `places` is updated.
-Settled settle(const std::vector<RenameJournal::Step>& steps, std::vector<Place>& places,
-               bool forward);
+Settled settle(const RenameJournal::Plan& plan, std::vector<Place>& places, bool forward);
 
 } // namespace BulkRenamer

@@ -9,7 +9,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QStringList>
 #include <QtDebug>
 #include <algorithm>
 #include <string_view>
@@ -23,39 +22,79 @@ constexpr std::string_view kRecordSuffix = ".json";
 constexpr std::string_view kTemporaryPrefix = ".quillo-rename-";
 constexpr size_t kMaxRecordBytes = size_t(256) << 20;
 
-// Paths are stored as base64 of their bytes: names need not be UTF-8.
-QJsonValue encodePath(const fs::path& path)
+// Names are stored as base64 of their bytes: they need not be UTF-8.
+void appendBase64(std::string& out, std::string_view bytes)
 {
-    return QString::fromLatin1(QByteArray::fromStdString(path.native()).toBase64());
+    static constexpr char kDigits[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    const auto byte = [&](size_t i) { return uint32_t(static_cast<unsigned char>(bytes[i])); };
+    size_t i = 0;
+    for (; i + 3 <= bytes.size(); i += 3) {
+        const uint32_t n = byte(i) << 16 | byte(i + 1) << 8 | byte(i + 2);
+        const char quad[] = {kDigits[n >> 18], kDigits[n >> 12 & 63], kDigits[n >> 6 & 63],
+                             kDigits[n & 63]};
+        out.append(quad, 4);
+    }
+    if (const size_t left = bytes.size() - i) {
+        const uint32_t n = byte(i) << 16 | (left == 2 ? byte(i + 1) << 8 : 0);
+        const char quad[] = {kDigits[n >> 18], kDigits[n >> 12 & 63],
+                             left == 2 ? kDigits[n >> 6 & 63] : '=', '='};
+        out.append(quad, 4);
+    }
 }
 
-std::optional<fs::path> decodePath(const QJsonValue& value)
+void appendQuoted(std::string& out, std::string_view bytes)
+{
+    out += '"';
+    appendBase64(out, bytes);
+    out += '"';
+}
+
+// Written by hand rather than through QJsonObject: a rename of 10,000 items writes its
+// record before the first name changes, and a JSON object per step would cost more
+// than the renames. Read back with QJsonDocument.
+std::string encodeRecord(const RenameJournal::Plan& plan)
+{
+    std::string out = "{\"temporaryPrefix\":";
+    out.reserve(plan.steps.size() * 120 + 200);
+    appendQuoted(out, plan.temporaryPrefix);
+    out += ",\"folders\":[";
+    for (const fs::path& folder : plan.folders) {
+        if (out.back() != '[')
+            out += ',';
+        appendQuoted(out, folder.native());
+    }
+    out += "],\"steps\":[";
+    for (const RenameJournal::Step& step : plan.steps) {
+        out += out.back() == '[' ? "{\"folder\":" : ",{\"folder\":";
+        out += std::to_string(step.folder);
+        out += ",\"old\":";
+        appendQuoted(out, step.oldName);
+        out += ",\"new\":";
+        appendQuoted(out, step.newName);
+        // Devices and inodes as decimal text: a JSON number loses bits above 2^53.
+        if (step.identity)
+            out += ",\"identity\":[\"" + std::to_string(step.identity->device) + "\",\"" +
+                   std::to_string(step.identity->inode) + "\"]";
+        out += '}';
+    }
+    return out + "]}";
+}
+
+std::optional<std::string> decodeBytes(const QJsonValue& value)
 {
     const auto decoded = QByteArray::fromBase64Encoding(value.toString().toLatin1(),
                                                         QByteArray::AbortOnBase64DecodingErrors);
     if (!value.isString() || !decoded)
         return std::nullopt;
-    return fs::path((*decoded).toStdString());
+    return (*decoded).toStdString();
 }
 
 // One name inside the folder: never empty, never a path of its own.
-bool isPlainName(const fs::path& name)
+bool isPlainName(const std::optional<std::string>& name)
 {
-    const std::string& bytes = name.native();
-    return !bytes.empty() && bytes != "." && bytes != ".." && bytes.find('/') == std::string::npos;
-}
-
-QJsonObject encodeStep(const RenameJournal::Step& step)
-{
-    QJsonObject out{{"folder", encodePath(step.folder)},
-                    {"old", encodePath(step.oldName)},
-                    {"temporary", encodePath(step.temporaryName)},
-                    {"new", encodePath(step.newName)}};
-    // Devices and inodes as decimal text: a JSON number loses bits above 2^53.
-    if (step.identity)
-        out.insert("identity", QJsonArray{QString::number(step.identity->device),
-                                          QString::number(step.identity->inode)});
-    return out;
+    return name && !name->empty() && *name != "." && *name != ".." &&
+           name->find('/') == std::string::npos;
 }
 
 std::optional<FileIdentity> decodeIdentity(const QJsonValue& value)
@@ -69,25 +108,44 @@ std::optional<FileIdentity> decodeIdentity(const QJsonValue& value)
     return identity;
 }
 
-// A step we may act on: an absolute folder, plain names, our own temporary prefix and
-// the item's identity, so that nothing but the renamed item is ever moved.
-std::optional<RenameJournal::Step> decodeStep(const QJsonObject& object)
+// A step we may act on: plain names, a folder of the record and the item's identity,
+// so that nothing but the renamed item is ever moved.
+std::optional<RenameJournal::Step> decodeStep(const QJsonObject& object, size_t folders)
 {
-    const auto folder = decodePath(object.value("folder"));
-    const auto oldName = decodePath(object.value("old"));
-    const auto temporary = decodePath(object.value("temporary"));
-    const auto newName = decodePath(object.value("new"));
+    const auto oldName = decodeBytes(object.value("old"));
+    const auto newName = decodeBytes(object.value("new"));
     const auto identity = decodeIdentity(object.value("identity"));
-    if (!folder || !oldName || !temporary || !newName || !identity || !folder->is_absolute())
+    const qint64 folder = object.value("folder").toInteger(-1);
+    if (!isPlainName(oldName) || !isPlainName(newName) || !identity || folder < 0 ||
+        size_t(folder) >= folders)
         return std::nullopt;
-    if (!isPlainName(*oldName) || !isPlainName(*newName) || !isPlainName(*temporary) ||
-        !temporary->native().starts_with(kTemporaryPrefix))
+    return RenameJournal::Step{uint32_t(folder), *oldName, *newName, identity};
+}
+
+std::optional<RenameJournal::Plan> decodePlan(const QJsonObject& object)
+{
+    RenameJournal::Plan plan;
+    const auto prefix = decodeBytes(object.value("temporaryPrefix"));
+    if (!isPlainName(prefix) || !prefix->starts_with(kTemporaryPrefix))
         return std::nullopt;
-    return RenameJournal::Step{*folder, *oldName, *temporary, *newName, identity};
+    plan.temporaryPrefix = *prefix;
+    for (const QJsonValue& value : object.value("folders").toArray()) {
+        const auto folder = decodeBytes(value);
+        if (!folder || !folder->starts_with('/'))
+            return std::nullopt;
+        plan.folders.emplace_back(*folder);
+    }
+    for (const QJsonValue& value : object.value("steps").toArray()) {
+        auto step = decodeStep(value.toObject(), plan.folders.size());
+        if (!step)
+            return std::nullopt;
+        plan.steps.push_back(std::move(*step));
+    }
+    return plan;
 }
 
 // The plan of a claimed record; nullopt when the file is not one of our records.
-std::optional<std::vector<RenameJournal::Step>> readRecord(const fs::path& file)
+std::optional<RenameJournal::Plan> readRecord(const fs::path& file)
 {
     const auto bytes = DirectoryScanner::readSmallFile(file, kMaxRecordBytes);
     if (!bytes)
@@ -95,28 +153,21 @@ std::optional<std::vector<RenameJournal::Step>> readRecord(const fs::path& file)
     QJsonParseError error;
     const QJsonDocument document =
         QJsonDocument::fromJson(QByteArray::fromStdString(*bytes), &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject() ||
-        !document.object().value("steps").isArray())
+    if (error.error != QJsonParseError::NoError || !document.isObject())
         return std::nullopt;
-    std::vector<RenameJournal::Step> steps;
-    for (const QJsonValue& value : document.object().value("steps").toArray()) {
-        auto step = decodeStep(value.toObject());
-        if (!step)
-            return std::nullopt;
-        steps.push_back(std::move(*step));
-    }
-    return steps;
+    return decodePlan(document.object());
 }
 
 // Temporary names are unique to one rename, but the identity still decides: a name is
 // only ours while our item stands under it.
-Place locate(const RenameJournal::Step& step)
+Place locate(const RenameJournal::Plan& plan, size_t i)
 {
-    if (FileCopier::identity(step.folder / step.temporaryName) == step.identity)
+    const auto identity = plan.steps[i].identity;
+    if (FileCopier::identity(plan.temporaryPath(i)) == identity)
         return Place::temporary;
-    if (FileCopier::identity(step.folder / step.newName) == step.identity)
+    if (FileCopier::identity(plan.newPath(i)) == identity)
         return Place::renamed;
-    if (FileCopier::identity(step.folder / step.oldName) == step.identity)
+    if (FileCopier::identity(plan.oldPath(i)) == identity)
         return Place::old;
     return Place::missing;
 }
@@ -169,19 +220,29 @@ fs::path RenameJournal::recordFile(uint64_t id) const
     return m_folder / (m_owner.text() + "." + std::to_string(id) + std::string(kRecordSuffix));
 }
 
-Result<uint64_t> RenameJournal::begin(const std::vector<Step>& steps)
+fs::path RenameJournal::Plan::oldPath(size_t i) const
+{
+    return folders[steps[i].folder] / steps[i].oldName;
+}
+
+fs::path RenameJournal::Plan::temporaryPath(size_t i) const
+{
+    return folders[steps[i].folder] / (temporaryPrefix + std::to_string(i));
+}
+
+fs::path RenameJournal::Plan::newPath(size_t i) const
+{
+    return folders[steps[i].folder] / steps[i].newName;
+}
+
+Result<uint64_t> RenameJournal::begin(const Plan& plan)
 {
     uint64_t id = 0;
     {
         std::lock_guard lock(m_mutex);
         id = m_nextId++;
     }
-    QJsonArray encoded;
-    for (const Step& step : steps)
-        encoded.append(encodeStep(step));
-    const QByteArray bytes =
-        QJsonDocument(QJsonObject{{"steps", encoded}}).toJson(QJsonDocument::Compact);
-    if (auto written = AtomicFile::write(recordFile(id), bytes.toStdString()); !written)
+    if (auto written = AtomicFile::write(recordFile(id), encodeRecord(plan)); !written)
         return std::unexpected(written.error());
     return id;
 }
@@ -226,18 +287,18 @@ RenameJournal::Report RenameJournal::recover()
 // Forward when every item had left its old name (phase one was complete), else back.
 void RenameJournal::settleRecord(const fs::path& claimed, Report& report)
 {
-    const auto steps = readRecord(claimed);
-    if (!steps) {
+    const auto plan = readRecord(claimed);
+    if (!plan) {
         qWarning("Rename record %s cannot be read; set aside", claimed.c_str());
         (void)AtomicFile::setAside(claimed, ".corrupt");
         return;
     }
     std::vector<Place> places;
-    places.reserve(steps->size());
-    for (const Step& step : *steps)
-        places.push_back(locate(step));
+    places.reserve(plan->steps.size());
+    for (size_t i = 0; i < plan->steps.size(); ++i)
+        places.push_back(locate(*plan, i));
     const bool forward = std::find(places.begin(), places.end(), Place::old) == places.end();
-    const BulkRenamer::Settled settled = BulkRenamer::settle(*steps, places, forward);
+    const BulkRenamer::Settled settled = BulkRenamer::settle(*plan, places, forward);
     report.finished += settled.toNew;
     report.rolledBack += settled.toOld;
     report.leftAt.insert(report.leftAt.end(), settled.leftAt.begin(), settled.leftAt.end());

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 // The plans of the bulk renames a process is running, one durable record per
@@ -17,12 +18,23 @@
 // hidden temporary one.
 class RenameJournal {
 public:
+    // One item: its folder (an index into the plan's folders) and its names, raw bytes.
     struct Step {
-        std::filesystem::path folder;
-        std::filesystem::path oldName;
-        std::filesystem::path temporaryName; // ".quillo-rename-UUID-INDEX"
-        std::filesystem::path newName;
+        uint32_t folder = 0;
+        std::string oldName;
+        std::string newName;
         std::optional<FileIdentity> identity; // the item, to tell it from others
+    };
+
+    // One rename. Item i's temporary name is `temporaryPrefix` and i in decimal.
+    struct Plan {
+        std::vector<std::filesystem::path> folders; // absolute
+        std::string temporaryPrefix;                // ".quillo-rename-UUID-"
+        std::vector<Step> steps;
+
+        std::filesystem::path oldPath(size_t i) const;
+        std::filesystem::path temporaryPath(size_t i) const;
+        std::filesystem::path newPath(size_t i) const;
     };
 
     struct Report {
@@ -43,7 +55,7 @@ public:
     static RenameJournal& shared();
 
     // Writes the plan durably; returns its id, or the error (then nothing may be renamed).
-    Result<uint64_t> begin(const std::vector<Step>& steps);
+    Result<uint64_t> begin(const Plan& plan);
     // The rename ended (done or rolled back): the record goes.
     void finish(uint64_t id);
 

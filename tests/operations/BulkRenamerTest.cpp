@@ -232,19 +232,18 @@ TEST(BulkRenamerTest, RecoveryFinishesOrRollsBackByWhereTheItemsAre)
         make(dir, {{"a", "1"}, {"b", "2"}, {"c", "3"}});
         const fs::path items = dir / "items";
         const Names names{{"a", "b"}, {"b", "c"}, {"c", "d"}};
-        std::vector<RenameJournal::Step> steps;
-        for (size_t i = 0; i < names.size(); ++i)
-            steps.push_back({items, names[i].first, ".quillo-rename-test-" + std::to_string(i),
-                             names[i].second, FileCopier::identity(items / names[i].first)});
+        RenameJournal::Plan plan{{items}, ".quillo-rename-test-", {}};
+        for (const auto& [from, to] : names)
+            plan.steps.push_back({0, from, to, FileCopier::identity(items / from)});
         RenameJournal dead(dir / "journal", deadStamp(1));
-        ASSERT_TRUE(dead.begin(steps));
-        for (size_t i = 0; i < steps.size(); ++i) {
+        ASSERT_TRUE(dead.begin(plan));
+        for (size_t i = 0; i < names.size(); ++i) {
             if (c.places[i] != Place::old)
-                fs::rename(items / steps[i].oldName, items / steps[i].temporaryName);
+                fs::rename(plan.oldPath(i), plan.temporaryPath(i));
         }
-        for (size_t i = 0; i < steps.size(); ++i) {
+        for (size_t i = 0; i < names.size(); ++i) {
             if (c.places[i] == Place::renamed)
-                fs::rename(items / steps[i].temporaryName, items / steps[i].newName);
+                fs::rename(plan.temporaryPath(i), plan.newPath(i));
         }
         if (c.intruder)
             dir.file("items/d", "x");
@@ -269,16 +268,17 @@ TEST(BulkRenamerTest, RecoveryLeavesRunningRenamesAndSetsCorruptRecordsAside)
     const fs::path item = dir.file("items/a", "1");
     const fs::path journal = dir / "journal";
     RenameJournal live(journal, ProcessStamp::current());
-    ASSERT_TRUE(live.begin(
-        {{dir / "items", "a", ".quillo-rename-live-0", "b", FileCopier::identity(item)}}));
+    const RenameJournal::Plan plan{
+        {dir / "items"}, ".quillo-rename-live-", {{0, "a", "b", FileCopier::identity(item)}}};
+    ASSERT_TRUE(live.begin(plan));
     fs::rename(item, dir / "items/.quillo-rename-live-0");
     const std::string dead = deadStamp(2).text();
     dir.file("journal/" + dead + ".1.json", "{\"steps\": [{\"folder\": 12");
     // A record that would move a file that is not ours under a name not ours.
     dir.file("journal/" + dead + ".2.json",
-             "{\"steps\":[{\"folder\":\"" +
+             "{\"temporaryPrefix\":\"aXRlbXM=\",\"folders\":[\"" +
                  QByteArray::fromStdString(dir.path().native()).toBase64().toStdString() +
-                 "\",\"old\":\"YQ==\",\"temporary\":\"aXRlbXM=\",\"new\":\"Yg==\","
+                 "\"],\"steps\":[{\"folder\":0,\"old\":\"YQ==\",\"new\":\"Yg==\","
                  "\"identity\":[\"1\",\"2\"]}]}");
     RenameJournal next(journal, deadStamp(3));
     EXPECT_TRUE(next.recover().isEmpty());
