@@ -92,7 +92,8 @@ ArchiveResult<fs::path> expand(const fs::path& archive, TransferProgress& progre
 ArchiveResult<fs::path> expand(const fs::path& archive, TransferProgress& progress,
                                const ArchiveExpandLimits& limits)
 {
-    const fs::path source = PathText::standardized(fs::absolute(archive));
+    std::error_code error; // only a relative path needs the working folder
+    const fs::path source = PathText::standardized(fs::absolute(archive, error));
     // Only a regular file (or a link to one) is read: a FIFO would block the reader.
     if (const auto file = RandomAccessFile::open(source); !file) {
         if (file.error().code == EINVAL)
