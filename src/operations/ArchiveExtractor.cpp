@@ -4,6 +4,7 @@
 #include "operations/ArchiveExpandLimits.h"
 #include "operations/ArchiveUnpacker.h"
 #include "operations/FileNaming.h"
+#include "operations/StagingJournal.h"
 #include "platform/DirectoryScanner.h"
 #include "platform/ExtractionTree.h"
 #include "platform/FileCopier.h"
@@ -104,6 +105,9 @@ ArchiveResult<fs::path> expand(const fs::path& archive, TransferProgress& progre
     const fs::path staging =
         source.parent_path() /
         (".quillo-expand-" + QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString());
+    // Recorded first, so that a kill leaves nothing for longer than the next start.
+    const StagingJournal::Ticket ticket =
+        StagingJournal::shared().begin({StagingJournal::Kind::folder, staging});
     auto tree = ExtractionTree::create(staging);
     if (!tree)
         return std::unexpected(fromError(tree.error()));

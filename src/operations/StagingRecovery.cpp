@@ -33,8 +33,12 @@ void removeHidden(const fs::path& hidden, Report& report)
 void removeStagedIn(const Entry& entry, Report& report)
 {
     const std::string prefix = entry.hidden.filename().native();
-    // A prefix too short to be one process's own would match other processes' names.
-    if (!prefix.starts_with(".quillo-copy-") || prefix.size() < 20)
+    // A prefix too short to be one process's own would match other processes' names:
+    // copies carry a random tag, archives being written or expanded a UUID.
+    const bool ours = (prefix.starts_with(".quillo-copy-") && prefix.size() >= 20) ||
+                      (prefix.starts_with(".quillo-expand-") && prefix.size() >= 50) ||
+                      (prefix.starts_with(".quillo-compress-") && prefix.size() >= 52);
+    if (!ours)
         return;
     const fs::path folder = entry.hidden.parent_path();
     const auto items = DirectoryScanner::scan(folder);
