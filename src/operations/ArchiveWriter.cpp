@@ -7,8 +7,7 @@
 #include "platform/FileCopier.h"
 #include "platform/FileDescriptor.h"
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <cerrno>
 
 namespace fs = std::filesystem;
 
@@ -19,23 +18,6 @@ std::unexpected<ArchiveFailure> writeFailure(int code)
     return std::unexpected(ArchiveFailure{QStringLiteral("アーカイブを書き込めませんでした。") +
                                               Error::fromErrno(code).description(),
                                           false});
-}
-
-FileDescriptor createExclusive(const fs::path& path)
-{
-    int fd;
-    do {
-        fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    } while (fd < 0 && errno == EINTR);
-    return FileDescriptor(fd);
-}
-
-// The rename is only as durable as the folder entry that records it.
-void syncFolder(const fs::path& folder)
-{
-    const FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (fd.get() >= 0)
-        (void)::fsync(fd.get());
 }
 
 ArchiveResult<void> writeItems(int fd, const std::vector<fs::path>& items,
@@ -54,11 +36,12 @@ ArchiveResult<void> writeItems(int fd, const std::vector<fs::path>& items,
 // Synced before the rename, so that the visible name never shows a torn archive.
 ArchiveResult<void> publish(FileDescriptor fd, const fs::path& temporary, const fs::path& archive)
 {
-    if (::fsync(fd.get()) != 0 || fd.close() != 0)
+    if (fd.sync() != 0 || fd.close() != 0)
         return writeFailure(errno);
     if (auto renamed = FileCopier::renameNoReplace(temporary, archive); !renamed)
         return writeFailure(renamed.error().code);
-    syncFolder(PathText::parent(archive));
+    // The rename is only as durable as the folder entry that records it.
+    (void)FileCopier::syncFolderOf(archive);
     return {};
 }
 
@@ -85,12 +68,12 @@ ArchiveResult<void> compress(const std::vector<fs::path>& items, const fs::path&
     const fs::path target = PathText::standardized(archive);
     // A staging name of the journal's: if we are killed, the next start removes it.
     const fs::path temporary = StagingJournal::shared().stagingPath(target);
-    FileDescriptor fd = createExclusive(temporary);
-    if (fd.get() < 0)
-        return writeFailure(errno);
-    auto written = writeItems(fd.get(), items, progress);
+    auto fd = FileCopier::createExclusive(temporary);
+    if (!fd)
+        return writeFailure(fd.error().code);
+    auto written = writeItems(fd->get(), items, progress);
     if (written)
-        written = publish(std::move(fd), temporary, target);
+        written = publish(std::move(*fd), temporary, target);
     if (!written)
         (void)FileCopier::removeTree(temporary);
     return written;

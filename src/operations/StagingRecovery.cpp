@@ -34,10 +34,9 @@ void removeStagedIn(const Entry& entry, Report& report)
 {
     const std::string prefix = entry.hidden.filename().native();
     // A prefix too short to be one process's own would match other processes' names:
-    // copies carry a random tag, archives being written or expanded a UUID.
+    // copies carry a random tag, expansions a UUID.
     const bool ours = (prefix.starts_with(".quillo-copy-") && prefix.size() >= 20) ||
-                      (prefix.starts_with(".quillo-expand-") && prefix.size() >= 50) ||
-                      (prefix.starts_with(".quillo-compress-") && prefix.size() >= 52);
+                      (prefix.starts_with(".quillo-expand-") && prefix.size() >= 50);
     if (!ours)
         return;
     const fs::path folder = entry.hidden.parent_path();

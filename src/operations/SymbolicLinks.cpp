@@ -2,6 +2,7 @@
 
 #include "core/PathText.h"
 #include "operations/FileNaming.h"
+#include "platform/DirectoryScanner.h"
 #include "platform/FileCopier.h"
 
 #include <sys/stat.h>
@@ -21,8 +22,8 @@ namespace {
 
 bool isFolder(const fs::path& path)
 {
-    struct stat info {};
-    return ::lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    const auto item = DirectoryScanner::statPath(path);
+    return item && S_ISDIR(item->mode);
 }
 
 Result<fs::path> makeOne(const fs::path& item, const fs::path& folder)

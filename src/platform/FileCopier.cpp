@@ -314,6 +314,10 @@ Result<void> TreeCopier::copyAcls(int in, int out, const struct stat& st, const 
     return {};
 }
 
+} // namespace
+
+namespace FileCopier {
+
 Result<void> syncFolderOf(const fs::path& path)
 {
     const fs::path parent = path.has_parent_path() ? path.parent_path() : fs::path(".");
@@ -322,10 +326,6 @@ Result<void> syncFolderOf(const fs::path& path)
         return failure(parent);
     return {};
 }
-
-} // namespace
-
-namespace FileCopier {
 
 Result<void> copyTree(const fs::path& source, const fs::path& destination, CopyObserver& observer,
                       Options options)

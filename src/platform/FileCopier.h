@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Error.h"
+#include "platform/FileDescriptor.h"
 #include "platform/FileIdentity.h"
 
 #include <cstdint>
@@ -53,6 +54,10 @@ Result<void> removeCopy(const std::filesystem::path& path);
 // mkdir without parents; an empty regular file with O_EXCL.
 Result<void> makeFolder(const std::filesystem::path& path);
 Result<void> makeEmptyFile(const std::filesystem::path& path);
+// A new regular file opened for writing (O_EXCL): EEXIST when the name is taken.
+Result<FileDescriptor> createExclusive(const std::filesystem::path& path);
+// fsync of the folder holding `path`, so that a rename or creation in it is durable.
+Result<void> syncFolderOf(const std::filesystem::path& path);
 // A symbolic link at `path` holding `target`; EEXIST when the name is taken.
 Result<void> makeSymbolicLink(const std::filesystem::path& target,
                               const std::filesystem::path& path);

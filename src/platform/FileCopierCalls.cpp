@@ -87,6 +87,15 @@ Result<void> makeEmptyFile(const fs::path& path)
     return {};
 }
 
+Result<FileDescriptor> createExclusive(const fs::path& path)
+{
+    FileDescriptor fd(
+        openAt(AT_FDCWD, path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0666));
+    if (fd.get() < 0)
+        return failure(path);
+    return fd;
+}
+
 Result<void> makeSymbolicLink(const fs::path& target, const fs::path& path)
 {
     if (::symlink(target.c_str(), path.c_str()) != 0)

@@ -29,6 +29,8 @@ public:
         return *this;
     }
     int get() const { return m_fd; }
+    // fsync: 0, or -1 with errno set.
+    int sync() const { return ::fsync(m_fd); }
     // Closes now and reports the error a late write-back may only show here.
     int close()
     {

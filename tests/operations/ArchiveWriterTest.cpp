@@ -221,17 +221,3 @@ TEST(ArchiveWriterTest, AnUnreadableSourceFailsTheWholeArchive)
         EXPECT_EQ(names(scratch.path()), before);
     }
 }
-
-TEST(ArchiveWriterTest, AFileWithoutReadPermissionFails)
-{
-    if (::geteuid() == 0)
-        GTEST_SKIP() << "root reads every file";
-    TempDir scratch;
-    const fs::path secret = scratch.file("secret", "s");
-    ::chmod(secret.c_str(), 0);
-    TransferProgress progress;
-    const auto made = ArchiveWriter::compress({secret}, scratch / "secret.zip", progress);
-    ASSERT_FALSE(made);
-    EXPECT_EQ(made.error().detail, "「secret」を読み込めませんでした。アクセス権がありません。");
-    EXPECT_EQ(names(scratch.path()), (std::set<std::string>{"secret"}));
-}
