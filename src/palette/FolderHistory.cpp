@@ -276,9 +276,10 @@ void FolderHistory::visit(const std::filesystem::path& folder, const QDateTime& 
     write([this, path = PathText::standardized(folder).native(), seconds = toSeconds(now)] {
         // One commit for the insert and the aging.
         transaction([&] {
+            // Another window or process may have written a later visit first.
             run("INSERT INTO folders (path, rank, last_access) VALUES (?, 1, ?)\n"
                 "ON CONFLICT(path) DO UPDATE SET rank = rank + 1, last_access = "
-                "excluded.last_access",
+                "max(last_access, excluded.last_access)",
                 {std::string_view(path), seconds});
             age();
         });
