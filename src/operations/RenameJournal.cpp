@@ -2,6 +2,7 @@
 
 #include "core/PathText.h"
 #include "operations/BulkRenamer.h"
+#include "operations/DeadRecords.h"
 #include "platform/AtomicFile.h"
 #include "platform/DirectoryScanner.h"
 #include "platform/FileCopier.h"
@@ -258,28 +259,8 @@ void RenameJournal::finish(uint64_t id)
 RenameJournal::Report RenameJournal::recover()
 {
     Report report;
-    const auto items = DirectoryScanner::scan(m_folder);
-    if (!items)
-        return report;
-    for (const ScannedItem& item : *items) {
-        const std::string& name = item.name;
-        if (!name.ends_with(kRecordSuffix))
-            continue;
-        const ProcessStamp writer = ProcessStamp::parse(name.substr(0, name.find('.')));
-        if (writer.pid == 0 || writer == m_owner || writer.isRunning())
-            continue;
-        fs::path claimed;
-        {
-            std::lock_guard lock(m_mutex);
-            claimed = m_folder / (m_owner.text() + ".claim-" + std::to_string(++m_claims) +
-                                  std::string(kRecordSuffix));
-        }
-        // Only one process wins the rename; a record claimed by us and left by our own
-        // death is claimed again by the next one.
-        if (!FileCopier::renameNoReplace(m_folder / name, claimed))
-            continue;
-        settleRecord(claimed, report);
-    }
+    DeadRecords::claim(m_folder, m_owner,
+                       [this, &report](const fs::path& claimed) { settleRecord(claimed, report); });
     logReport(report);
     return report;
 }

@@ -73,5 +73,4 @@ private:
     ProcessStamp m_owner;
     std::mutex m_mutex;
     uint64_t m_nextId = 1;
-    uint64_t m_claims = 0;
 };

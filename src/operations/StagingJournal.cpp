@@ -1,6 +1,7 @@
 #include "operations/StagingJournal.h"
 
 #include "core/PathText.h"
+#include "operations/DeadRecords.h"
 #include "operations/StagingRecovery.h"
 #include "platform/AtomicFile.h"
 #include "platform/DirectoryScanner.h"
@@ -259,38 +260,19 @@ void StagingJournal::save(bool synced)
 StagingJournal::Report StagingJournal::recover()
 {
     Report report;
-    const auto items = DirectoryScanner::scan(m_folder);
-    if (!items)
-        return report;
-    for (const ScannedItem& item : *items) {
-        const std::string& name = item.name;
-        if (!name.ends_with(kRecordSuffix))
-            continue;
-        const ProcessStamp writer = ProcessStamp::parse(name.substr(0, name.find('.')));
-        if (writer.pid == 0 || writer == m_owner || writer.isRunning())
-            continue;
-        fs::path claimed;
-        {
-            std::lock_guard lock(m_mutex);
-            claimed = m_folder / (m_owner.text() + ".claim-" + std::to_string(++m_claims) +
-                                  std::string(kRecordSuffix));
-        }
-        // Only one process wins the rename; a record claimed by us and left by our own
-        // death is claimed again by the next one.
-        if (!FileCopier::renameNoReplace(m_folder / name, claimed))
-            continue;
+    DeadRecords::claim(m_folder, m_owner, [&report](const fs::path& claimed) {
         const auto entries = readRecord(claimed);
         if (!entries) {
             qWarning("Staging journal %s cannot be read; set aside", claimed.c_str());
             (void)AtomicFile::setAside(claimed, ".corrupt");
-            continue;
+            return;
         }
         // Latest first: moves and replacements are settled before the folder entries
         // (written first) remove whatever staged copies are left.
         for (auto it = entries->rbegin(); it != entries->rend(); ++it)
             StagingRecovery::settle(*it, report);
         (void)FileCopier::removeTree(claimed);
-    }
+    });
     logReport(report);
     return report;
 }

@@ -107,6 +107,5 @@ private:
     std::set<std::filesystem::path> m_stagingFolders;
     std::vector<std::pair<uint64_t, Entry>> m_entries;
     uint64_t m_nextId = 1;
-    uint64_t m_claims = 0;
     bool m_warned = false;
 };
