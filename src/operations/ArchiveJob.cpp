@@ -118,13 +118,7 @@ void ArchiveJob::run(Task task)
                 operation->setTotalBytes(total);
         });
 
-    m_poller.setTimerType(Qt::PreciseTimer);
-    m_poller.setInterval(100);
-    connect(&m_poller, &QTimer::timeout, this, [this] {
-        if (m_operation)
-            m_operation->syncFromProgress();
-    });
-    m_poller.start();
+    m_operation->startPolling();
 
     QtConcurrent::run(&WorkPools::archives(), [work = std::move(task.work),
                                                progress = m_operation->sharedProgress()] {
@@ -136,7 +130,6 @@ void ArchiveJob::run(Task task)
 // answer, since nothing more depends on it.
 void ArchiveJob::end(const Outcome& outcome)
 {
-    m_poller.stop();
     if (m_operation) {
         m_operation->syncFromProgress();
         OperationsStore::shared().finish(m_operation);

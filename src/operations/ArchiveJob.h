@@ -6,7 +6,6 @@
 
 #include <QObject>
 #include <QPointer>
-#include <QTimer>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -48,5 +47,4 @@ private:
     Finished m_finished;
     QString m_failureMessage;
     QPointer<FileOperation> m_operation;
-    QTimer m_poller;
 };

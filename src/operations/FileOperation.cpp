@@ -36,6 +36,8 @@ void FileOperation::markFinished()
     if (m_isFinished)
         return;
     m_isFinished = true;
+    if (m_poller)
+        m_poller->stop();
     Q_EMIT changed();
     Q_EMIT finished();
 }
@@ -95,4 +97,15 @@ void FileOperation::syncFromProgress()
     }
     if (isChanged)
         Q_EMIT changed();
+}
+
+void FileOperation::startPolling()
+{
+    if (m_poller || m_isFinished)
+        return;
+    m_poller = new QTimer(this);
+    m_poller->setTimerType(Qt::PreciseTimer);
+    m_poller->setInterval(100);
+    connect(m_poller, &QTimer::timeout, this, &FileOperation::syncFromProgress);
+    m_poller->start();
 }

@@ -3,6 +3,7 @@
 #include "operations/TransferProgress.h"
 
 #include <QObject>
+#include <QTimer>
 #include <QUuid>
 #include <memory>
 #include <optional>
@@ -35,6 +36,8 @@ public:
 
     // Copies the progress counters in; called by the 100 ms poller.
     void syncFromProgress();
+    // Polls the progress every 100 ms until the operation is finished.
+    void startPolling();
 
 Q_SIGNALS:
     void changed();
@@ -49,4 +52,5 @@ private:
     QString m_currentName;
     bool m_isFinished = false;
     std::shared_ptr<TransferProgress> m_progress = std::make_shared<TransferProgress>();
+    QTimer* m_poller = nullptr;
 };

@@ -76,13 +76,7 @@ void TransferJob::beginOperation()
             operation->setTotalBytes(total);
     });
 
-    m_poller.setTimerType(Qt::PreciseTimer);
-    m_poller.setInterval(100);
-    connect(&m_poller, &QTimer::timeout, this, [this] {
-        if (m_operation)
-            m_operation->syncFromProgress();
-    });
-    m_poller.start();
+    m_operation->startPolling();
 }
 
 void TransferJob::processNext()
@@ -216,7 +210,6 @@ void TransferJob::next()
 
 void TransferJob::end()
 {
-    m_poller.stop();
     if (m_operation) {
         m_operation->syncFromProgress();
         OperationsStore::shared().finish(m_operation);

@@ -5,7 +5,6 @@
 
 #include <QObject>
 #include <QPointer>
-#include <QTimer>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -52,6 +51,5 @@ private:
     QPointer<FileOperation> m_operation;
     std::shared_ptr<TransferProgress> m_progress;
     std::shared_ptr<CopiedLinks> m_links; // hard links among the items stay links
-    QTimer m_poller;
     Finished m_finished;
 };
