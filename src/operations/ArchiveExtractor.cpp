@@ -8,7 +8,7 @@
 #include "platform/DirectoryScanner.h"
 #include "platform/ExtractionTree.h"
 #include "platform/FileCopier.h"
-#include "platform/RandomAccessFile.h"
+#include "platform/FileReader.h"
 
 #include <QUuid>
 #include <cerrno>
@@ -96,7 +96,7 @@ ArchiveResult<fs::path> expand(const fs::path& archive, TransferProgress& progre
     std::error_code error; // only a relative path needs the working folder
     const fs::path source = PathText::standardized(fs::absolute(archive, error));
     // Only a regular file (or a link to one) is read: a FIFO would block the reader.
-    if (const auto file = RandomAccessFile::open(source); !file) {
+    if (const auto file = FileReader::open(source); !file) {
         if (file.error().code == EINVAL)
             return std::unexpected(ArchiveFailure{
                 QStringLiteral("アーカイブが壊れているか、対応していない形式です。")});

@@ -1,7 +1,7 @@
 #include "operations/ZipCentralDirectory.h"
 
 #include "core/PathText.h"
-#include "platform/RandomAccessFile.h"
+#include "platform/FileReader.h"
 
 #include <algorithm>
 #include <cstring>
@@ -36,7 +36,7 @@ uint64_t u64(const char* p)
 }
 
 // Exactly `length` bytes at `offset`, or nothing (past the end, or a read error).
-Result<std::optional<std::string>> readExactly(const RandomAccessFile& file, uint64_t offset,
+Result<std::optional<std::string>> readExactly(const FileReader& file, uint64_t offset,
                                                uint64_t length)
 {
     if (offset > uint64_t(file.size()) || length > uint64_t(file.size()) - offset)
@@ -57,7 +57,7 @@ struct EndRecord {
 };
 
 // The Zip64 end record the locator before the plain end record points to, if any.
-Result<void> readZip64End(const RandomAccessFile& file, std::string_view locator, EndRecord& end)
+Result<void> readZip64End(const FileReader& file, std::string_view locator, EndRecord& end)
 {
     if (locator.size() < kLocatorSize || u32(locator.data()) != kZip64LocatorSignature)
         return {};
@@ -79,7 +79,7 @@ Result<void> readZip64End(const RandomAccessFile& file, std::string_view locator
 }
 
 // The last end-of-directory record whose comment fits in the file.
-Result<std::optional<EndRecord>> findEnd(const RandomAccessFile& file)
+Result<std::optional<EndRecord>> findEnd(const FileReader& file)
 {
     const uint64_t tailLength = std::min<uint64_t>(file.size(), kEndSize + 0xffff + kLocatorSize);
     const uint64_t tailStart = uint64_t(file.size()) - tailLength;
@@ -143,7 +143,7 @@ int64_t saturatedAdd(int64_t total, uint64_t bytes)
 
 // Whether each entry's local header and data lie before the directory, apart from
 // every other entry's.
-Result<Status> checkRanges(const RandomAccessFile& file,
+Result<Status> checkRanges(const FileReader& file,
                            std::vector<std::pair<uint64_t, uint64_t>>& ranges,
                            uint64_t directoryStart)
 {
@@ -169,7 +169,7 @@ Result<Status> checkRanges(const RandomAccessFile& file,
 
 Result<ZipCentralDirectory> ZipCentralDirectory::read(const std::filesystem::path& archive)
 {
-    const auto file = RandomAccessFile::open(archive);
+    const auto file = FileReader::open(archive);
     if (!file)
         return std::unexpected(file.error());
     const auto end = findEnd(*file);

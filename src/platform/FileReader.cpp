@@ -31,6 +31,23 @@ Result<size_t> FileReader::read(char* buffer, size_t capacity)
     return done;
 }
 
+Result<size_t> FileReader::readAt(int64_t offset, char* buffer, size_t length) const
+{
+    size_t done = 0;
+    while (done < length) {
+        const ssize_t n =
+            ::pread(m_fd.get(), buffer + done, length - done, off_t(offset) + off_t(done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return std::unexpected(Error::fromErrno(errno, m_path));
+        if (n == 0)
+            break;
+        done += size_t(n);
+    }
+    return done;
+}
+
 Result<std::string> FileReader::readUpTo(size_t limit, bool* more)
 {
     return readInto<std::string>(limit, more);
