@@ -1,69 +1,19 @@
 #include "ArchiveCommands.h"
 
+#include "ProgressPoller.h"
 #include "core/PathText.h"
 #include "operations/ArchiveExtractor.h"
 #include "operations/ArchiveWriter.h"
 #include "operations/TransferProgress.h"
 #include "platform/Error.h"
 
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
-#include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <mutex>
 #include <optional>
-#include <thread>
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::atomic<bool> g_interrupted = false;
-
-extern "C" void interruptArchive(int)
-{
-    g_interrupted = true;
-}
-
-// A signal handler may not take the progress lock, so a thread of its own turns
-// Ctrl+C into a cancel; the engine then removes what it had written.
-class InterruptWatch {
-public:
-    explicit InterruptWatch(TransferProgress& progress)
-        : m_progress(progress)
-    {
-        std::signal(SIGINT, interruptArchive);
-        std::signal(SIGTERM, interruptArchive);
-        m_thread = std::thread([this] { run(); });
-    }
-    ~InterruptWatch()
-    {
-        {
-            std::lock_guard lock(m_mutex);
-            m_done = true;
-        }
-        m_wake.notify_one();
-        m_thread.join();
-    }
-
-private:
-    void run()
-    {
-        std::unique_lock lock(m_mutex);
-        while (!m_wake.wait_for(lock, std::chrono::milliseconds(100), [this] { return m_done; })) {
-            if (g_interrupted)
-                m_progress.cancel();
-        }
-    }
-
-    TransferProgress& m_progress;
-    std::mutex m_mutex;
-    std::condition_variable m_wake;
-    bool m_done = false;
-    std::thread m_thread;
-};
 
 std::optional<std::vector<fs::path>> parsePaths(const std::vector<std::string>& arguments)
 {
@@ -112,7 +62,7 @@ int runCompressCommand(const std::vector<std::string>& arguments)
     TransferProgress progress;
     ArchiveResult<fs::path> made = ArchiveWriter::destinationFor(items);
     {
-        InterruptWatch watch(progress);
+        ProgressPoller poller(progress, false);
         if (auto written = ArchiveWriter::compress(items, *made, progress); !written)
             made = std::unexpected(written.error());
     }
@@ -130,7 +80,7 @@ int runExpandCommand(const std::vector<std::string>& arguments)
     TransferProgress progress;
     ArchiveResult<fs::path> made;
     {
-        InterruptWatch watch(progress);
+        ProgressPoller poller(progress, false);
         made = ArchiveExtractor::expand(archive, progress);
     }
     const QString name = QString::fromStdString(PathText::escapedName(archive.filename().native()));

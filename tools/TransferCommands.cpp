@@ -1,19 +1,15 @@
 #include "TransferCommands.h"
 
+#include "ProgressPoller.h"
 #include "core/PathText.h"
 #include "operations/FileTransfer.h"
 #include "platform/DirectoryScanner.h"
 #include "platform/FileCopierLinks.h"
 #include "platform/TreeSize.h"
 
-#include <atomic>
-#include <condition_variable>
-#include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <mutex>
 #include <optional>
-#include <thread>
 
 namespace fs = std::filesystem;
 
@@ -54,60 +50,6 @@ void writeError(const char* format, const fs::path& path, const QString& descrip
                  description.toStdString().c_str());
 }
 
-std::atomic<bool> g_interrupted = false;
-
-extern "C" void interrupt(int)
-{
-    g_interrupted = true;
-}
-
-// Reads the shared progress record from its own thread so that the copy never
-// waits for the terminal; also turns Ctrl+C into a cancel, which removes the partial copy.
-class ProgressPoller {
-public:
-    ProgressPoller(TransferProgress& progress, bool print)
-        : m_progress(progress)
-        , m_print(print)
-        , m_thread([this] { run(); })
-    {
-    }
-    ~ProgressPoller()
-    {
-        {
-            std::lock_guard lock(m_mutex);
-            m_done = true;
-        }
-        m_wake.notify_one();
-        m_thread.join();
-    }
-
-private:
-    // Bytes done only: a total would need a walk of the whole tree beside the copy.
-    void run()
-    {
-        int64_t shown = -1;
-        std::unique_lock lock(m_mutex);
-        for (bool last = false; !last;) {
-            last = m_wake.wait_for(lock, std::chrono::milliseconds(100), [this] { return m_done; });
-            if (g_interrupted)
-                m_progress.cancel();
-            const auto now = m_progress.snapshot();
-            if (m_print && (now.bytesDone != shown || last)) {
-                std::fprintf(stderr, "%lld\t%s\n", static_cast<long long>(now.bytesDone),
-                             PathText::escapedName(now.name.toStdString()).c_str());
-                shown = now.bytesDone;
-            }
-        }
-    }
-
-    TransferProgress& m_progress;
-    bool m_print;
-    std::mutex m_mutex;
-    std::condition_variable m_wake;
-    bool m_done = false;
-    std::thread m_thread;
-};
-
 int runTransfer(const std::vector<std::string>& arguments, bool move)
 {
     const auto line = parse(arguments);
@@ -115,8 +57,6 @@ int runTransfer(const std::vector<std::string>& arguments, bool move)
         printTransferUsage();
         return 2;
     }
-    std::signal(SIGINT, interrupt);
-    std::signal(SIGTERM, interrupt);
     const char* failed =
         move ? "「%s」を移動できませんでした。%s\n" : "「%s」をコピーできませんでした。%s\n";
     TransferProgress progress;
