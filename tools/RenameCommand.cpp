@@ -4,7 +4,7 @@
 #include "operations/BulkRename.h"
 #include "operations/BulkRenamer.h"
 #include "operations/RenameJournal.h"
-#include "platform/DirectoryScanner.h"
+#include "operations/RenameSelection.h"
 
 #include <QSet>
 #include <charconv>
@@ -12,7 +12,6 @@
 #include <filesystem>
 #include <optional>
 #include <string_view>
-#include <unordered_map>
 
 namespace fs = std::filesystem;
 using Options = BulkRenameOptions;
@@ -149,36 +148,21 @@ std::optional<std::vector<BulkRenameItem>> readItems(const std::vector<fs::path>
         status = 2;
         return std::nullopt;
     }
-    status = 1;
-    const fs::path folder = PathText::parent(paths->front());
-    const auto scanned = DirectoryScanner::scan(folder);
-    if (!scanned) {
-        write(PathText::display(folder).toStdString() + ": " +
-                  scanned.error().description().toStdString() + "\n",
+    auto selection = RenameSelection::read(*paths);
+    if (!selection) {
+        const Error& error = selection.error();
+        write(error.code == ENOENT && error.path != PathText::parent(paths->front())
+                  ? "「" + PathText::displayName(error.path).toStdString() +
+                        "」が見つかりません。\n"
+                  : PathText::display(error.path).toStdString() + ": " +
+                        error.description().toStdString() + "\n",
               stderr);
+        status = 1;
         return std::nullopt;
     }
-    std::unordered_map<std::string_view, std::pair<const ScannedItem*, bool>> byName;
-    for (const ScannedItem& item : *scanned)
-        byName.emplace(item.name, std::pair(&item, false));
-    std::vector<BulkRenameItem> items;
-    items.reserve(paths->size());
-    for (const fs::path& path : *paths) {
-        const auto found = byName.find(path.filename().native());
-        if (found == byName.end()) {
-            write("「" + PathText::displayName(path).toStdString() + "」が見つかりません。\n",
-                  stderr);
-            return std::nullopt;
-        }
-        found->second.second = true;
-        items.push_back({path, found->second.first->isDirectory()});
-    }
-    for (const auto& [name, item] : byName) {
-        if (!item.second)
-            otherNames.insert(PathText::toStorableText(fs::path(item.first->name)).toLower());
-    }
     status = 0;
-    return items;
+    otherNames = std::move(selection->otherNames);
+    return std::move(selection->items);
 }
 
 // The preview of the rule over the items; nullopt with the exit status.

@@ -7,28 +7,32 @@
 
 namespace fs = std::filesystem;
 
-RenameSelection RenameSelection::read(const std::vector<fs::path>& selected)
+Result<RenameSelection> RenameSelection::read(const std::vector<fs::path>& selected)
 {
     RenameSelection out;
     if (selected.empty())
         return out;
     const fs::path folder = PathText::parent(PathText::standardized(selected.front()));
-    std::unordered_map<std::string, bool> isDirectory; // name bytes → directory flag
-    auto scanned = DirectoryScanner::scan(folder);
-    if (scanned) {
-        for (const ScannedItem& item : *scanned)
-            isDirectory.emplace(item.name, item.isDirectory());
-    }
+    const auto scanned = DirectoryScanner::scan(folder);
+    if (!scanned)
+        return std::unexpected(scanned.error());
+    // Name bytes → directory flag, for the items not (yet) found among the selected.
+    std::unordered_map<std::string_view, bool> others;
+    others.reserve(scanned->size());
+    for (const ScannedItem& item : *scanned)
+        others.emplace(item.name, item.isDirectory());
+    out.items.reserve(selected.size());
     for (const fs::path& raw : selected) {
         const fs::path path = PathText::standardized(raw);
         if (PathText::parent(path) != folder)
             continue;
-        const auto found = isDirectory.find(path.filename().native());
-        out.items.push_back({path, found != isDirectory.end() && found->second});
-        if (found != isDirectory.end())
-            isDirectory.erase(found);
+        const auto found = others.find(path.filename().native());
+        if (found == others.end())
+            return std::unexpected(Error::fromErrno(ENOENT, path));
+        out.items.push_back({path, found->second});
+        others.erase(found);
     }
-    for (const auto& [name, directory] : isDirectory)
+    for (const auto& [name, isDirectory] : others)
         out.otherNames.insert(PathText::toStorableText(fs::path(name)).toLower());
     return out;
 }

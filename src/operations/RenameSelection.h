@@ -1,6 +1,7 @@
 #pragma once
 
 #include "operations/BulkRename.h"
+#include "platform/Error.h"
 
 #include <QSet>
 #include <filesystem>
@@ -14,6 +15,7 @@ struct RenameSelection {
     std::vector<BulkRenameItem> items;
     QSet<QString> otherNames; // storable text, lower-cased
 
-    // Items not in the first item's folder are left out.
-    static RenameSelection read(const std::vector<std::filesystem::path>& selected);
+    // Items not in the first item's folder are left out. Fails when the folder cannot
+    // be read, or with ENOENT naming an item that is no longer there.
+    static Result<RenameSelection> read(const std::vector<std::filesystem::path>& selected);
 };

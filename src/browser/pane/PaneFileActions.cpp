@@ -7,6 +7,7 @@
 #include "core/PathText.h"
 #include "operations/ArchiveKinds.h"
 #include "operations/FileClipboard.h"
+#include "operations/OperationAlerts.h"
 #include "operations/RenameSelection.h"
 #include "platform/DefaultApplication.h"
 #include "tags/TagStore.h"
@@ -242,7 +243,14 @@ void PaneFileActions::bulkRename()
         return;
     QtConcurrent::run([paths] {
         return RenameSelection::read(paths);
-    }).then(this, [this](const RenameSelection& selection) { openBulkRename(selection); });
+    }).then(this, [this](const Result<RenameSelection>& selection) {
+        if (selection)
+            openBulkRename(*selection);
+        else
+            OperationAlerts::presentInOrder(
+                prompter(), {OperationAlerts::renameFailed(
+                                PathText::displayName(selection.error().path), selection.error())});
+    });
 }
 
 void PaneFileActions::openBulkRename(const RenameSelection& selection)
