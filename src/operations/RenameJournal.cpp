@@ -3,6 +3,7 @@
 #include "core/PathText.h"
 #include "operations/BulkRenamer.h"
 #include "operations/DeadRecords.h"
+#include "operations/JournalJson.h"
 #include "platform/AtomicFile.h"
 #include "platform/DirectoryScanner.h"
 #include "platform/FileCopier.h"
@@ -98,24 +99,13 @@ bool isPlainName(const std::optional<std::string>& name)
            name->find('/') == std::string::npos;
 }
 
-std::optional<FileIdentity> decodeIdentity(const QJsonValue& value)
-{
-    const QJsonArray pair = value.toArray();
-    bool deviceOk = false, inodeOk = false;
-    const FileIdentity identity{pair.at(0).toString().toULongLong(&deviceOk),
-                                pair.at(1).toString().toULongLong(&inodeOk)};
-    if (pair.size() != 2 || !deviceOk || !inodeOk)
-        return std::nullopt;
-    return identity;
-}
-
 // A step we may act on: plain names, a folder of the record and the item's identity,
 // so that nothing but the renamed item is ever moved.
 std::optional<RenameJournal::Step> decodeStep(const QJsonObject& object, size_t folders)
 {
     const auto oldName = decodeBytes(object.value("old"));
     const auto newName = decodeBytes(object.value("new"));
-    const auto identity = decodeIdentity(object.value("identity"));
+    const auto identity = JournalJson::decodeIdentity(object.value("identity"));
     const qint64 folder = object.value("folder").toInteger(-1);
     if (!isPlainName(oldName) || !isPlainName(newName) || !identity || folder < 0 ||
         size_t(folder) >= folders)

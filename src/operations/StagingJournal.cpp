@@ -2,6 +2,7 @@
 
 #include "core/PathText.h"
 #include "operations/DeadRecords.h"
+#include "operations/JournalJson.h"
 #include "operations/StagingRecovery.h"
 #include "platform/AtomicFile.h"
 #include "platform/DirectoryScanner.h"
@@ -48,25 +49,6 @@ fs::path decodePath(const QJsonValue& value)
     return fs::path(QByteArray::fromBase64(value.toString().toLatin1()).toStdString());
 }
 
-// Devices and inodes as decimal text: a JSON number loses bits above 2^53.
-QJsonValue encodeIdentity(const std::optional<FileIdentity>& identity)
-{
-    if (!identity)
-        return QJsonValue();
-    return QJsonArray{QString::number(identity->device), QString::number(identity->inode)};
-}
-
-std::optional<FileIdentity> decodeIdentity(const QJsonValue& value)
-{
-    const QJsonArray pair = value.toArray();
-    bool deviceOk = false, inodeOk = false;
-    const FileIdentity identity{pair.at(0).toString().toULongLong(&deviceOk),
-                                pair.at(1).toString().toULongLong(&inodeOk)};
-    if (pair.size() != 2 || !deviceOk || !inodeOk)
-        return std::nullopt;
-    return identity;
-}
-
 QJsonObject encodeEntry(const StagingJournal::Entry& entry)
 {
     QJsonObject out{{"kind", kKindNames[int(entry.kind)]},
@@ -74,9 +56,9 @@ QJsonObject encodeEntry(const StagingJournal::Entry& entry)
                     {"destination", encodePath(entry.destination)},
                     {"source", encodePath(entry.source)}};
     if (entry.sourceIdentity)
-        out.insert("sourceIdentity", encodeIdentity(entry.sourceIdentity));
+        out.insert("sourceIdentity", JournalJson::encodeIdentity(entry.sourceIdentity));
     if (entry.copied)
-        out.insert("copied", encodeIdentity(entry.copied));
+        out.insert("copied", JournalJson::encodeIdentity(entry.copied));
     return out;
 }
 
@@ -94,8 +76,8 @@ std::optional<StagingJournal::Entry> decodeEntry(const QJsonObject& object)
     entry.kind = StagingJournal::Kind(named - std::begin(kKindNames));
     if (entry.kind != StagingJournal::Kind::folder && entry.destination.empty())
         return std::nullopt;
-    entry.sourceIdentity = decodeIdentity(object.value("sourceIdentity"));
-    entry.copied = decodeIdentity(object.value("copied"));
+    entry.sourceIdentity = JournalJson::decodeIdentity(object.value("sourceIdentity"));
+    entry.copied = JournalJson::decodeIdentity(object.value("copied"));
     return entry;
 }
 

@@ -4,6 +4,28 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+namespace {
+
+// Reads until `length` bytes are in or the file ends, through interruptions.
+template <typename Call>
+Result<size_t> fill(char* buffer, size_t length, const std::filesystem::path& path, Call call)
+{
+    size_t done = 0;
+    while (done < length) {
+        const ssize_t n = call(buffer + done, length - done, done);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return std::unexpected(Error::fromErrno(errno, path));
+        if (n == 0)
+            break;
+        done += size_t(n);
+    }
+    return done;
+}
+
+} // namespace
+
 Result<FileReader> FileReader::open(const std::filesystem::path& path)
 {
     FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
@@ -17,35 +39,17 @@ Result<FileReader> FileReader::open(const std::filesystem::path& path)
 
 Result<size_t> FileReader::read(char* buffer, size_t capacity)
 {
-    size_t done = 0;
-    while (done < capacity) {
-        const ssize_t n = ::read(m_fd.get(), buffer + done, capacity - done);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return std::unexpected(Error::fromErrno(errno, m_path));
-        if (n == 0)
-            break;
-        done += size_t(n);
-    }
-    return done;
+    return fill(buffer, capacity, m_path, [fd = m_fd.get()](char* into, size_t length, size_t) {
+        return ::read(fd, into, length);
+    });
 }
 
 Result<size_t> FileReader::readAt(int64_t offset, char* buffer, size_t length) const
 {
-    size_t done = 0;
-    while (done < length) {
-        const ssize_t n =
-            ::pread(m_fd.get(), buffer + done, length - done, off_t(offset) + off_t(done));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return std::unexpected(Error::fromErrno(errno, m_path));
-        if (n == 0)
-            break;
-        done += size_t(n);
-    }
-    return done;
+    return fill(buffer, length, m_path,
+                [fd = m_fd.get(), offset](char* into, size_t wanted, size_t done) {
+                    return ::pread(fd, into, wanted, off_t(offset) + off_t(done));
+                });
 }
 
 Result<std::string> FileReader::readUpTo(size_t limit, bool* more)
