@@ -221,6 +221,12 @@ void BulkRenameDialog::setMode(Mode mode)
 {
     m_options.mode = mode;
     m_pages->setCurrentIndex(int(mode));
+    // The stack takes the height of its current page only, so the short pages leave
+    // no gap above the check boxes.
+    for (int i = 0; i < m_pages->count(); ++i) {
+        const auto policy = i == int(mode) ? QSizePolicy::Preferred : QSizePolicy::Ignored;
+        m_pages->widget(i)->setSizePolicy(policy, policy);
+    }
     m_caseSensitive->setVisible(mode == Mode::replace || mode == Mode::regex);
     m_firstFields[size_t(mode)]->setFocus();
     refresh();
