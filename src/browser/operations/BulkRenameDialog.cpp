@@ -8,6 +8,7 @@
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -81,7 +82,6 @@ BulkRenameDialog::BulkRenameDialog(std::vector<BulkRenameItem> items, QSet<QStri
     m_applyButton->setDefault(true);
 
     resize(640, 560);
-    // In a button group the arrow keys move along the modes, as in a segmented control.
     connect(m_modes, &QButtonGroup::idToggled, this, [this](int id, bool checked) {
         if (checked)
             setMode(Mode(id));
@@ -134,6 +134,7 @@ QWidget* BulkRenameDialog::makeModePicker()
         // Return stays with "名前を変更" while a mode button has the focus.
         button->setAutoDefault(false);
         m_modes->addButton(button, mode);
+        button->installEventFilter(this);
         row->addWidget(button);
     }
     row->addStretch(1);
@@ -228,8 +229,33 @@ void BulkRenameDialog::setMode(Mode mode)
         m_pages->widget(i)->setSizePolicy(policy, policy);
     }
     m_caseSensitive->setVisible(mode == Mode::replace || mode == Mode::regex);
-    m_firstFields[size_t(mode)]->setFocus();
+    // Tab stops at the chosen mode only; a click or an arrow key reaches the others.
+    for (QAbstractButton* button : m_modes->buttons())
+        button->setFocusPolicy(button->isChecked() ? Qt::StrongFocus : Qt::ClickFocus);
+    if (m_modeByKey)
+        m_modes->button(int(mode))->setFocus();
+    else
+        m_firstFields[size_t(mode)]->setFocus();
     refresh();
+}
+
+bool BulkRenameDialog::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() != QEvent::KeyPress || !m_modes->buttons().contains(watched))
+        return QDialog::eventFilter(watched, event);
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    const int step = key == Qt::Key_Left || key == Qt::Key_Up      ? -1
+                     : key == Qt::Key_Right || key == Qt::Key_Down ? 1
+                                                                   : 0;
+    if (step == 0)
+        return false;
+    if (QAbstractButton* next = m_modes->button(m_modes->checkedId() + step)) {
+        // Arrows walk on from the buttons; a click goes to the mode's first field.
+        m_modeByKey = true;
+        next->setChecked(true);
+        m_modeByKey = false;
+    }
+    return true;
 }
 
 void BulkRenameDialog::refresh()

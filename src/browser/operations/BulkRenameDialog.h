@@ -48,6 +48,8 @@ private:
     QLineEdit* textField(QString BulkRenameOptions::*field);
     QSpinBox* numberField(int BulkRenameOptions::*field, int minimum, int maximum);
     void setMode(BulkRenameOptions::Mode mode);
+    // Left and Right on a mode button choose the mode beside it, as in a segmented control.
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void refresh();
     void apply();
 
@@ -60,5 +62,6 @@ private:
     QCheckBox* m_caseSensitive = nullptr;
     QLabel* m_footer = nullptr;
     QPushButton* m_applyButton = nullptr;
-    std::vector<QWidget*> m_firstFields; // per mode, focused when the mode is chosen
+    std::vector<QWidget*> m_firstFields;
+    bool m_modeByKey = false; // per mode, focused when the mode is chosen
 };

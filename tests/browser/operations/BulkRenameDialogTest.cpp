@@ -155,6 +155,11 @@ TEST(BulkRenameDialogTest, EveryFieldIsReachableByKeyboard)
     for (const QString& text :
          {QStringLiteral("置換"), QStringLiteral("キャンセル"), QStringLiteral("名前を変更")})
         EXPECT_TRUE(reached.contains(withText<QPushButton>(dialog, text))) << text.toStdString();
+    for (const QString& text : {QStringLiteral("正規表現"), QStringLiteral("大文字/小文字")})
+        EXPECT_FALSE(reached.contains(withText<QPushButton>(dialog, text))) << text.toStdString();
+    // Whatever the platform's own Tab rules for button groups (X11 stops at every one).
+    for (const QString& text : {QStringLiteral("正規表現"), QStringLiteral("大文字/小文字")})
+        EXPECT_FALSE(withText<QPushButton>(dialog, text)->focusPolicy() & Qt::TabFocus);
     for (const QString& text :
          {QStringLiteral("大文字と小文字を区別"), QStringLiteral("拡張子も対象にする")})
         EXPECT_TRUE(reached.contains(withText<QCheckBox>(dialog, text))) << text.toStdString();
