@@ -28,7 +28,7 @@ bool endsWithIgnoringCase(std::string_view name, std::string_view suffix)
 
 bool isExpandable(const std::filesystem::path& path)
 {
-    const std::string& name = path.filename().native();
+    const std::string name = path.filename().native(); // filename() is a temporary
     return std::ranges::any_of(
         kSuffixes, [&](std::string_view suffix) { return endsWithIgnoringCase(name, suffix); });
 }

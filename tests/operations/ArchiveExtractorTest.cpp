@@ -1,5 +1,6 @@
 #include "operations/ArchiveExtractor.h"
 
+#include "operations/ArchiveKinds.h"
 #include "operations/TransferProgress.h"
 #include "support/TempDir.h"
 
@@ -230,4 +231,23 @@ TEST(ArchiveExtractorTest, CancelledAndEmptyArchivesLeaveNothing)
     ASSERT_FALSE(empty);
     EXPECT_EQ(empty.error().detail, QStringLiteral("アーカイブに項目がありません。"));
     EXPECT_EQ(namesIn(out), (std::set<std::string>{"e.zip", "t.zip"}));
+}
+
+// What 展開 is offered for, by name; long names live on the heap, short ones do not.
+TEST(ArchiveExtractorTest, ArchivesAreKnownByTheirNames)
+{
+    const std::pair<const char*, bool> cases[] = {
+        {"/a/b.zip", true},
+        {"/a/家族旅行のアルバム 2024 年夏.zip", true},
+        {"/a/Photos From The Long Summer Holiday.TAR.GZ", true},
+        {"/a/x.tgz", true},
+        {"/a/x.7z", true},
+        {"/a/x.iso", true},
+        {"/a/.zip", false},
+        {"/a/notes.txt", false},
+        {"/a/zip", false},
+        {"/a/x.gz", false},
+    };
+    for (const auto& [path, expandable] : cases)
+        EXPECT_EQ(ArchiveKinds::isExpandable(path), expandable) << path;
 }
