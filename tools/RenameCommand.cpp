@@ -136,11 +136,10 @@ std::optional<std::vector<fs::path>> absolutePaths(const std::vector<fs::path>& 
     return paths;
 }
 
-// The selection in order, found in one read of its folder, and the folder's other
-// names lower-cased; nullopt after saying what is wrong (status 2: the arguments,
-// 1: the file system).
-std::optional<std::vector<BulkRenameItem>> readItems(const std::vector<fs::path>& arguments,
-                                                     QSet<QString>& otherNames, int& status)
+// The selection in order, found in one read of its folder, with the folder's other
+// names; nullopt after saying what is wrong (status 2: the arguments, 1: the file
+// system).
+std::optional<RenameSelection> readSelection(const std::vector<fs::path>& arguments, int& status)
 {
     const auto paths = absolutePaths(arguments);
     if (!paths) {
@@ -161,18 +160,7 @@ std::optional<std::vector<BulkRenameItem>> readItems(const std::vector<fs::path>
         return std::nullopt;
     }
     status = 0;
-    otherNames = std::move(selection->otherNames);
-    return std::move(selection->items);
-}
-
-// The preview of the rule over the items; nullopt with the exit status.
-std::optional<std::vector<BulkRenamePreview>> previewRows(const Request& request, int& status)
-{
-    QSet<QString> otherNames;
-    const auto items = readItems(request.paths, otherNames, status);
-    if (!items)
-        return std::nullopt;
-    return BulkRename::preview(*items, request.options, otherNames);
+    return std::move(*selection);
 }
 
 // "old<TAB>new<TAB>problem" lines; the pairs to rename (taking the rows' paths).
@@ -217,14 +205,16 @@ int runRenameCommand(const std::vector<std::string>& arguments)
         return 2;
     }
     int status = 0;
-    auto rows = previewRows(*request, status);
-    if (!rows)
+    auto selection = readSelection(request->paths, status);
+    if (!selection)
         return status;
-    const auto pairs = printRows(*rows, status);
+    auto rows = BulkRename::preview(selection->items, request->options, selection->otherNames);
+    const auto pairs = printRows(rows, status);
     if (status != 0 || request->dryRun)
         return status;
-    rows.reset(); // memory for the rename to reuse
-    const auto done = BulkRenamer::apply(pairs, RenameJournal::shared());
+    rows = {}; // memory for the rename to reuse
+    // The identities the folder's read gave spare the rename a stat per item.
+    const auto done = BulkRenamer::apply(pairs, RenameJournal::shared(), {}, selection->identities);
     if (!done) {
         write("「" + done.error().name.toStdString() + "」の名前を変更できませんでした。" +
                   done.error().error.description().toStdString() + "\n",

@@ -68,14 +68,16 @@ uint32_t folderIndex(RenameJournal::Plan& plan, std::string_view folder)
 // temporary name sharing one fresh UUID. Names are cut from the path text: a path
 // object is split into components whenever one is made, which for 10,000 items
 // would cost more than the renames.
-std::expected<Plan, Failure> makePlan(const std::vector<Pair>& pairs)
+std::expected<Plan, Failure> makePlan(const std::vector<Pair>& pairs,
+                                      const std::vector<FileIdentity>& identities)
 {
     Plan plan;
     plan.temporaryPrefix =
         ".quillo-rename-" + QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString() + "-";
     plan.steps.reserve(pairs.size());
     std::string fromStorage, toStorage;
-    for (const auto& [fromPath, toPath] : pairs) {
+    for (size_t index = 0; index < pairs.size(); ++index) {
+        const auto& [fromPath, toPath] = pairs[index];
         const std::string_view from = absoluteText(fromPath, fromStorage);
         const std::string_view to = absoluteText(toPath, toStorage);
         if (from == to)
@@ -86,7 +88,9 @@ std::expected<Plan, Failure> makePlan(const std::vector<Pair>& pairs)
             to.substr(0, slash + 1) != from.substr(0, slash + 1) ||
             to.find('/', slash + 1) != std::string_view::npos)
             return std::unexpected(failureOf(Error::fromErrno(EINVAL, toPath), fromPath));
-        const auto identity = FileCopier::identity(fromPath);
+        const auto identity = index < identities.size()
+                                  ? std::optional<FileIdentity>(identities[index])
+                                  : FileCopier::identity(fromPath);
         if (!identity)
             return std::unexpected(failureOf(Error::fromErrno(ENOENT, fromPath), fromPath));
         plan.steps.push_back({folderIndex(plan, folder), std::string(from.substr(slash + 1)),
@@ -133,9 +137,10 @@ Place placeTemporary(const Plan& plan, size_t i, bool forward)
 } // namespace
 
 std::expected<void, Failure> apply(const std::vector<Pair>& pairs, RenameJournal& journal,
-                                   const std::function<void()>& betweenPhases)
+                                   const std::function<void()>& betweenPhases,
+                                   const std::vector<FileIdentity>& identities)
 {
-    const auto plan = makePlan(pairs);
+    const auto plan = makePlan(pairs, identities);
     if (!plan)
         return std::unexpected(plan.error());
     if (plan->steps.empty())

@@ -2,6 +2,7 @@
 
 #include "operations/RenameJournal.h"
 #include "platform/Error.h"
+#include "platform/FileIdentity.h"
 
 #include <QString>
 #include <filesystem>
@@ -30,8 +31,11 @@ struct Failure {
 // has its name. A journal that cannot be written fails the whole rename before any
 // name changes. When an item can be put back neither under its old name nor its new
 // one, the journal keeps the record, so that the next start tries again and says so.
+// `identities`, when given, are the items' (one per pair) as the caller has just read
+// them, which spares a stat per item; else each item is looked at.
 std::expected<void, Failure> apply(const std::vector<Pair>& pairs, RenameJournal& journal,
-                                   const std::function<void()>& betweenPhases = {});
+                                   const std::function<void()>& betweenPhases = {},
+                                   const std::vector<FileIdentity>& identities = {});
 
 // Where one item of a plan stands.
 enum class Place { old, temporary, renamed, missing };

@@ -82,11 +82,16 @@ std::optional<Alert> renameChecked(const FileItem& item, const fs::path& to, con
 std::optional<Alert> renameAll(const std::vector<FileItem>& items,
                                const std::vector<BulkRenamer::Pair>& plan)
 {
+    std::vector<FileIdentity> identities; // checked just now: no need to look again
     for (const FileItem& item : items) {
         if (!TransferSteps::matchesIdentity(item))
             return changedSinceShown(PathText::displayName(item.path));
+        if (item.identity)
+            identities.push_back(*item.identity);
     }
-    auto applied = BulkRenamer::apply(plan, RenameJournal::shared());
+    if (identities.size() != items.size())
+        identities.clear();
+    auto applied = BulkRenamer::apply(plan, RenameJournal::shared(), {}, identities);
     if (!applied)
         return renameFailed(applied.error().name, applied.error().error);
     return std::nullopt;

@@ -2,6 +2,7 @@
 
 #include "operations/BulkRename.h"
 #include "platform/Error.h"
+#include "platform/FileIdentity.h"
 
 #include <QSet>
 #include <filesystem>
@@ -13,7 +14,8 @@
 // folder: call it off the main thread.
 struct RenameSelection {
     std::vector<BulkRenameItem> items;
-    QSet<QString> otherNames; // storable text, lower-cased
+    QSet<QString> otherNames;             // storable text, lower-cased
+    std::vector<FileIdentity> identities; // one per item, as the folder was read
 
     // Items not in the first item's folder are left out. Fails when the folder cannot
     // be read, or with ENOENT naming an item that is no longer there.
