@@ -8,10 +8,10 @@ namespace ArchiveKinds {
 
 namespace {
 
-constexpr std::array<std::string_view, 20> kSuffixes = {
-    ".zip",    ".tar", ".tar.gz",  ".tgz",  ".tar.bz2", ".tbz2",     ".tbz",
-    ".tar.xz", ".txz", ".tar.zst", ".tzst", ".tar.lz",  ".tar.lzma", ".tlz",
-    ".tar.Z",  ".7z",  ".rar",     ".iso",  ".cpio",    ".xar",
+constexpr std::array<std::string_view, 23> kSuffixes = {
+    ".zip", ".tar",     ".tar.gz", ".tgz",    ".tar.bz2",  ".tbz2", ".tbz",   ".tar.xz",
+    ".txz", ".tar.zst", ".tzst",   ".tar.lz", ".tar.lzma", ".tlz",  ".tar.Z", ".7z",
+    ".rar", ".iso",     ".cpio",   ".xar",    ".cab",      ".lha",  ".lzh",
 };
 
 bool endsWithIgnoringCase(std::string_view name, std::string_view suffix)

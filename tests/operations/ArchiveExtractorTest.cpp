@@ -243,6 +243,7 @@ TEST(ArchiveExtractorTest, ArchivesAreKnownByTheirNames)
         {"/a/x.tgz", true},
         {"/a/x.7z", true},
         {"/a/x.iso", true},
+        {"/a/x.LZH", true},
         {"/a/.zip", false},
         {"/a/notes.txt", false},
         {"/a/zip", false},
