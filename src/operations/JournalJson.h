@@ -1,16 +1,35 @@
 #pragma once
 
+#include "platform/DirectoryScanner.h"
 #include "platform/FileIdentity.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QJsonValue>
 #include <QString>
+#include <filesystem>
 #include <optional>
 
-// How the journals write a file's identity: device and inode as decimal text, since
-// a JSON number loses bits above 2^53.
+// How the journals read their records and write a file's identity.
 namespace JournalJson {
 
+// The object a record holds; nullopt when the file is unreadable, larger than
+// `maxBytes` or not a JSON object.
+inline std::optional<QJsonObject> readObject(const std::filesystem::path& file, size_t maxBytes)
+{
+    const auto bytes = DirectoryScanner::readSmallFile(file, maxBytes);
+    if (!bytes)
+        return std::nullopt;
+    QJsonParseError error;
+    const QJsonDocument document =
+        QJsonDocument::fromJson(QByteArray::fromStdString(*bytes), &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return std::nullopt;
+    return document.object();
+}
+
+// Device and inode as decimal text: a JSON number loses bits above 2^53.
 inline QJsonValue encodeIdentity(const std::optional<FileIdentity>& identity)
 {
     if (!identity)

@@ -138,15 +138,10 @@ std::optional<RenameJournal::Plan> decodePlan(const QJsonObject& object)
 // The plan of a claimed record; nullopt when the file is not one of our records.
 std::optional<RenameJournal::Plan> readRecord(const fs::path& file)
 {
-    const auto bytes = DirectoryScanner::readSmallFile(file, kMaxRecordBytes);
-    if (!bytes)
+    const auto object = JournalJson::readObject(file, kMaxRecordBytes);
+    if (!object)
         return std::nullopt;
-    QJsonParseError error;
-    const QJsonDocument document =
-        QJsonDocument::fromJson(QByteArray::fromStdString(*bytes), &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
-        return std::nullopt;
-    return decodePlan(document.object());
+    return decodePlan(*object);
 }
 
 // Temporary names are unique to one rename, but the identity still decides: a name is

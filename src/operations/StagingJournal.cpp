@@ -84,16 +84,11 @@ std::optional<StagingJournal::Entry> decodeEntry(const QJsonObject& object)
 // The entries of a claimed record; nullopt when the file is not one of our records.
 std::optional<std::vector<StagingJournal::Entry>> readRecord(const fs::path& file)
 {
-    const auto bytes = DirectoryScanner::readSmallFile(file, kMaxRecordBytes);
-    if (!bytes)
-        return std::nullopt;
-    QJsonParseError error;
-    const QJsonDocument document =
-        QJsonDocument::fromJson(QByteArray::fromStdString(*bytes), &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
+    const auto object = JournalJson::readObject(file, kMaxRecordBytes);
+    if (!object)
         return std::nullopt;
     std::vector<StagingJournal::Entry> entries;
-    for (const QJsonValue& value : document.object().value("entries").toArray()) {
+    for (const QJsonValue& value : object->value("entries").toArray()) {
         if (auto entry = decodeEntry(value.toObject()))
             entries.push_back(std::move(*entry));
         else
