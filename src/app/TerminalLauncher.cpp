@@ -1,0 +1,272 @@
+#include "app/TerminalLauncher.h"
+
+#include "platform/DesktopApps.h"
+
+#include <QFile>
+#include <QProcess>
+#include <fstream>
+
+namespace fs = std::filesystem;
+using Kind = TerminalLauncher::Kind;
+
+namespace {
+
+struct Known {
+    const char* name;
+    std::vector<const char*> ids; // the ids different packagers give it
+    Kind kind;
+    const char* program; // its command, as Debian's alternative names it
+    const char* runsAs;  // the process that shows it is running
+};
+
+const std::vector<Known>& knownTerminals()
+{
+    static const std::vector<Known> list{
+        {"GNOME Terminal",
+         {"org.gnome.Terminal"},
+         Kind::GnomeTerminal,
+         "gnome-terminal",
+         "gnome-terminal-server"},
+        {"GNOME Console", {"org.gnome.Console"}, Kind::GnomeConsole, "kgx", "kgx"},
+        {"Konsole", {"org.kde.konsole"}, Kind::Konsole, "konsole", "konsole"},
+        {"Xfce Terminal",
+         {"xfce4-terminal", "org.xfce.terminal"},
+         Kind::XfceTerminal,
+         "xfce4-terminal",
+         "xfce4-terminal"},
+        {"kitty", {"kitty"}, Kind::Kitty, "kitty", "kitty"},
+        {"WezTerm", {"org.wezfurlong.wezterm"}, Kind::WezTerm, "wezterm", "wezterm-gui"},
+        {"Ghostty", {"com.mitchellh.ghostty"}, Kind::Ghostty, "ghostty", "ghostty"},
+        {"foot", {"foot", "org.codeberg.dnkl.foot"}, Kind::Foot, "foot", "foot"},
+        {"Alacritty",
+         {"Alacritty", "alacritty", "org.alacritty.Alacritty"},
+         Kind::Alacritty,
+         "alacritty",
+         "alacritty"},
+        {"xterm", {"debian-xterm", "xterm"}, Kind::Xterm, "xterm", "xterm"},
+    };
+    return list;
+}
+
+const Known* byKind(Kind kind)
+{
+    for (const Known& known : knownTerminals())
+        if (known.kind == kind)
+            return &known;
+    return nullptr;
+}
+
+const Known* byId(const QString& desktopId)
+{
+    const QString bare = ExternalApp::bareId(desktopId);
+    for (const Known& known : knownTerminals())
+        for (const char* id : known.ids)
+            if (bare == QLatin1String(id))
+                return &known;
+    return nullptr;
+}
+
+// Programs such as gnome-terminal.wrapper count as gnome-terminal.
+const Known* byProgram(const std::string& name)
+{
+    for (const Known& known : knownTerminals()) {
+        const std::string program = known.program;
+        if (name == program || name.starts_with(program + "."))
+            return &known;
+    }
+    return nullptr;
+}
+
+// The known entry under the id that is installed, else under its first id.
+ExternalApp entryFor(const Known& known, const TerminalLauncher::Inputs& inputs)
+{
+    for (const char* id : known.ids)
+        if (inputs.installed(QLatin1String(id)))
+            return {QLatin1String(known.name), QLatin1String(id)};
+    return {QLatin1String(known.name), QLatin1String(known.ids.front())};
+}
+
+// Desktop ids from the xdg-terminals.list files, desktop-specific lists first.
+QStringList listedIds(const TerminalLauncher::Inputs& inputs)
+{
+    QStringList ids;
+    for (const fs::path& dir : inputs.configDirs) {
+        std::vector<fs::path> files;
+        for (const QString& desktop : inputs.desktops)
+            files.push_back(dir / (desktop.toStdString() + "-xdg-terminals.list"));
+        files.push_back(dir / "xdg-terminals.list");
+        for (const fs::path& file : files) {
+            std::ifstream in(file);
+            for (std::string line; std::getline(in, line);) {
+                QString id = QString::fromUtf8(line).trimmed();
+                if (id.isEmpty() || id.startsWith(u'#') || id.startsWith(u'-'))
+                    continue;
+                if (id.startsWith(u'+'))
+                    id.remove(0, 1);
+                ids.append(id.section(u':', 0, 0)); // drop an ":action" suffix
+            }
+        }
+    }
+    return ids;
+}
+
+QStringList desktopOwnIds(const QStringList& desktops)
+{
+    QStringList ids;
+    for (const QString& desktop : desktops) {
+        if (desktop == QLatin1String("gnome"))
+            ids << "org.gnome.Console"
+                << "org.gnome.Terminal";
+        else if (desktop == QLatin1String("kde"))
+            ids << "org.kde.konsole";
+        else if (desktop == QLatin1String("xfce"))
+            ids << "xfce4-terminal";
+    }
+    return ids;
+}
+
+void addUnique(std::vector<ExternalApp>& list, const ExternalApp& app)
+{
+    for (const ExternalApp& present : list)
+        if (present.name == app.name ||
+            ExternalApp::bareId(present.desktopId) == ExternalApp::bareId(app.desktopId))
+            return;
+    list.push_back(app);
+}
+
+} // namespace
+
+TerminalLauncher::Inputs TerminalLauncher::Inputs::fromEnvironment()
+{
+    Inputs inputs;
+    QString home = qEnvironmentVariable("XDG_CONFIG_HOME");
+    if (home.isEmpty())
+        home = qEnvironmentVariable("HOME") + QLatin1String("/.config");
+    inputs.configDirs.push_back(QFile::encodeName(home).toStdString());
+    QString dirs = qEnvironmentVariable("XDG_CONFIG_DIRS");
+    if (dirs.isEmpty())
+        dirs = QStringLiteral("/etc/xdg");
+    for (const QString& dir : dirs.split(u':', Qt::SkipEmptyParts))
+        inputs.configDirs.push_back(QFile::encodeName(dir).toStdString());
+    for (const QString& desktop :
+         qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':', Qt::SkipEmptyParts))
+        inputs.desktops.append(desktop.toLower());
+    inputs.alternative = "/etc/alternatives/x-terminal-emulator";
+    inputs.installed = [](const QString& id) { return DesktopApps::isInstalled(id); };
+    inputs.displayName = [](const QString& id) {
+        return DesktopApps::displayName(id).value_or(ExternalApp::bareId(id));
+    };
+    return inputs;
+}
+
+std::vector<ExternalApp> TerminalLauncher::catalogue(const Inputs& inputs)
+{
+    std::vector<ExternalApp> list;
+    for (const QString& id : listedIds(inputs)) {
+        if (!inputs.installed(id))
+            continue;
+        const Known* known = byId(id);
+        list.push_back({known ? QLatin1String(known->name) : inputs.displayName(id), id});
+        break;
+    }
+    for (const QString& id : desktopOwnIds(inputs.desktops))
+        if (const Known* known = byId(id))
+            addUnique(list, entryFor(*known, inputs));
+    std::error_code failure;
+    const fs::path target = fs::canonical(inputs.alternative, failure);
+    if (!failure)
+        if (const Known* known = byProgram(target.filename().native()))
+            addUnique(list, entryFor(*known, inputs));
+    for (const Known& known : knownTerminals())
+        if (known.kind != Kind::GnomeConsole)
+            addUnique(list, entryFor(known, inputs));
+    return list;
+}
+
+std::vector<ExternalApp> TerminalLauncher::catalogue()
+{
+    return catalogue(Inputs::fromEnvironment());
+}
+
+std::optional<ExternalApp> TerminalLauncher::selected(const std::optional<QString>& identifier)
+{
+    return ExternalApp::preferred(catalogue(), identifier);
+}
+
+Kind TerminalLauncher::kindOf(const QString& desktopId, const fs::path& program)
+{
+    if (const Known* known = byId(desktopId))
+        return known->kind;
+    if (const Known* known = byProgram(program.filename().native()))
+        return known->kind;
+    return Kind::Other;
+}
+
+bool TerminalLauncher::opensTabs(Kind kind)
+{
+    return kind == Kind::GnomeTerminal || kind == Kind::Konsole || kind == Kind::XfceTerminal ||
+           kind == Kind::WezTerm;
+}
+
+TerminalLauncher::Command TerminalLauncher::command(Kind kind, const QString& program,
+                                                    const fs::path& folder, bool newTab)
+{
+    // Options take the folder after "=", so a folder starting with "-" is never
+    // read as an option.
+    const QString path = QFile::decodeName(QByteArray::fromStdString(folder.native()));
+    const bool tab = newTab && opensTabs(kind);
+    QStringList arguments;
+    switch (kind) {
+    case Kind::GnomeTerminal:
+    case Kind::XfceTerminal:
+        if (tab)
+            arguments << QStringLiteral("--tab");
+        arguments << QLatin1String("--working-directory=") + path;
+        break;
+    case Kind::Konsole:
+        if (tab)
+            arguments << QStringLiteral("--new-tab");
+        arguments << QLatin1String("--workdir=") + path;
+        break;
+    case Kind::WezTerm:
+        arguments << (tab ? QStringList{"cli", "spawn"} : QStringList{"start"})
+                  << QLatin1String("--cwd=") + path;
+        break;
+    case Kind::Kitty:
+        arguments << QLatin1String("--directory=") + path;
+        break;
+    case Kind::GnomeConsole:
+    case Kind::Ghostty:
+    case Kind::Foot:
+    case Kind::Alacritty:
+        arguments << QLatin1String("--working-directory=") + path;
+        break;
+    case Kind::Xterm:
+    case Kind::Other:
+        break; // no option: the working directory is the folder
+    }
+    return {program, arguments, folder};
+}
+
+bool TerminalLauncher::open(const fs::path& folder, const std::optional<QString>& identifier,
+                            bool newTab)
+{
+    const std::optional<ExternalApp> terminal = selected(identifier);
+    if (!terminal)
+        return false;
+    const std::optional<fs::path> program = DesktopApps::executable(terminal->desktopId);
+    if (!program)
+        return false;
+    const Kind kind = kindOf(terminal->desktopId, *program);
+    const Known* known = byKind(kind);
+    const bool tab = newTab && opensTabs(kind) && known && DesktopApps::isRunning(known->runsAs);
+    const QString programText = QFile::decodeName(QByteArray::fromStdString(program->native()));
+    const auto start = [&](const Command& run) {
+        return QProcess::startDetached(
+            run.program, run.arguments,
+            QFile::decodeName(QByteArray::fromStdString(run.workingDirectory.native())));
+    };
+    if (tab && start(command(kind, programText, folder, true)))
+        return true;
+    return start(command(kind, programText, folder, false));
+}

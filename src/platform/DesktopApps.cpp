@@ -1,0 +1,104 @@
+#include "platform/DesktopApps.h"
+
+#include <fstream>
+#include <gio/gdesktopappinfo.h>
+#include <gio/gio.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace DesktopApps {
+
+namespace {
+
+struct Unref {
+    void operator()(gpointer object) const { g_object_unref(object); }
+};
+using AppInfo = std::unique_ptr<GDesktopAppInfo, Unref>;
+
+AppInfo lookUp(const QString& desktopId)
+{
+    if (desktopId.isEmpty())
+        return {};
+    QString id = desktopId;
+    if (!id.endsWith(QLatin1String(".desktop")))
+        id += QLatin1String(".desktop");
+    return AppInfo(g_desktop_app_info_new(id.toUtf8().constData()));
+}
+
+} // namespace
+
+bool isInstalled(const QString& desktopId)
+{
+    return lookUp(desktopId) != nullptr;
+}
+
+std::optional<QString> displayName(const QString& desktopId)
+{
+    const AppInfo app = lookUp(desktopId);
+    if (!app)
+        return std::nullopt;
+    return QString::fromUtf8(g_app_info_get_display_name(G_APP_INFO(app.get())));
+}
+
+std::optional<fs::path> executable(const QString& desktopId)
+{
+    const AppInfo app = lookUp(desktopId);
+    const char* program = app ? g_app_info_get_executable(G_APP_INFO(app.get())) : nullptr;
+    if (!program || !*program)
+        return std::nullopt;
+    if (program[0] == '/')
+        return fs::path(program);
+    gchar* found = g_find_program_in_path(program);
+    if (!found)
+        return std::nullopt;
+    fs::path resolved(found);
+    g_free(found);
+    return resolved;
+}
+
+bool launch(const QString& desktopId, const std::vector<fs::path>& files)
+{
+    const AppInfo app = lookUp(desktopId);
+    if (!app)
+        return false;
+    GList* list = nullptr;
+    for (const fs::path& file : files)
+        list = g_list_prepend(list, g_file_new_for_path(file.c_str()));
+    list = g_list_reverse(list);
+    GError* error = nullptr;
+    const bool ok = g_app_info_launch(G_APP_INFO(app.get()), list, nullptr, &error);
+    if (error)
+        g_error_free(error);
+    g_list_free_full(list, g_object_unref);
+    return ok;
+}
+
+bool isRunning(const std::string& programName)
+{
+    std::error_code failure;
+    const uid_t self = ::getuid();
+    for (const auto& entry : fs::directory_iterator("/proc", failure)) {
+        const std::string pid = entry.path().filename().native();
+        if (pid.empty() || pid.find_first_not_of("0123456789") != std::string::npos)
+            continue;
+        std::error_code statFailure;
+        if (fs::status(entry.path(), statFailure).type() != fs::file_type::directory)
+            continue;
+        // argv[0] is readable for every process, unlike exe, and keeps full names
+        // that comm would cut at 15 bytes.
+        std::ifstream cmdline(entry.path() / "cmdline", std::ios::binary);
+        std::string first;
+        std::getline(cmdline, first, '\0');
+        if (first.empty() || fs::path(first).filename().native() != programName)
+            continue;
+        struct stat info {};
+        if (::stat(entry.path().c_str(), &info) == 0 && info.st_uid == self)
+            return true;
+    }
+    return false;
+}
+
+} // namespace DesktopApps

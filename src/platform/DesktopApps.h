@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QString>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+// Installed desktop applications, found by their desktop ids through GIO.
+// An id may be given with or without its ".desktop" suffix.
+namespace DesktopApps {
+
+bool isInstalled(const QString& desktopId);
+
+// The application's name as the desktop shows it.
+std::optional<QString> displayName(const QString& desktopId);
+
+// The program the desktop entry runs, resolved on PATH.
+std::optional<std::filesystem::path> executable(const QString& desktopId);
+
+// Starts the application with the files, handed over by their raw path bytes.
+bool launch(const QString& desktopId, const std::vector<std::filesystem::path>& files);
+
+// A process of the current user whose program has this file name runs.
+bool isRunning(const std::string& programName);
+
+} // namespace DesktopApps
