@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <fstream>
 
 namespace fs = std::filesystem;
@@ -86,7 +87,7 @@ ExternalApp entryFor(const Known& known, const TerminalLauncher::Inputs& inputs)
     return {QLatin1String(known.name), QLatin1String(known.ids.front())};
 }
 
-// Desktop ids from the xdg-terminals.list files, desktop-specific lists first.
+// Desktop ids from the xdg-terminals.list files, the current desktop's own lists first.
 QStringList listedIds(const TerminalLauncher::Inputs& inputs)
 {
     QStringList ids;
@@ -134,7 +135,63 @@ void addUnique(std::vector<ExternalApp>& list, const ExternalApp& app)
     list.push_back(app);
 }
 
+fs::path kittyConfig()
+{
+    QString dir = qEnvironmentVariable("KITTY_CONFIG_DIRECTORY");
+    if (dir.isEmpty()) {
+        QString config = qEnvironmentVariable("XDG_CONFIG_HOME");
+        if (config.isEmpty())
+            config = qEnvironmentVariable("HOME") + QLatin1String("/.config");
+        dir = config + QLatin1String("/kitty");
+    }
+    return QFile::encodeName(dir + QLatin1String("/kitty.conf")).toStdString();
+}
+
+// kitty expands environment variables in listen_on.
+QString expanded(QString text)
+{
+    static const QRegularExpression variable(QStringLiteral(R"(\$\{(\w+)\}|\$(\w+))"));
+    QRegularExpressionMatch match;
+    qsizetype from = 0;
+    while ((match = variable.match(text, from)).hasMatch()) {
+        const QString name = match.captured(1).isEmpty() ? match.captured(2) : match.captured(1);
+        const QString value = qEnvironmentVariable(name.toUtf8().constData());
+        text.replace(match.capturedStart(), match.capturedLength(), value);
+        from = match.capturedStart() + value.size();
+    }
+    return text;
+}
+
 } // namespace
+
+QString TerminalLauncher::kittySocket(const fs::path& configFile, int pid)
+{
+    std::ifstream in(configFile);
+    bool allowed = false;
+    QString listenOn;
+    for (std::string line; std::getline(in, line);) {
+        const QString text = QString::fromUtf8(line).trimmed();
+        const QString key = text.section(u' ', 0, 0, QString::SectionSkipEmpty);
+        const QString value = text.section(u' ', 1, -1, QString::SectionSkipEmpty).trimmed();
+        if (key == QLatin1String("allow_remote_control"))
+            allowed = QStringList{"yes", "y", "true", "socket", "socket-only"}.contains(value);
+        else if (key == QLatin1String("listen_on"))
+            listenOn = value;
+    }
+    // Abstract sockets ("unix:@name") cannot be checked, so only paths count.
+    if (!allowed || !listenOn.startsWith(QLatin1String("unix:")) ||
+        listenOn.startsWith(QLatin1String("unix:@")))
+        return {};
+    QString path = expanded(listenOn.mid(5));
+    const QString pidText = QString::number(pid);
+    path = path.contains(QLatin1String("{kitty_pid}"))
+               ? path.replace(QLatin1String("{kitty_pid}"), pidText)
+               : path + u'-' + pidText;
+    std::error_code failure;
+    if (!fs::exists(QFile::encodeName(path).toStdString(), failure))
+        return {};
+    return QLatin1String("unix:") + path;
+}
 
 TerminalLauncher::Inputs TerminalLauncher::Inputs::fromEnvironment()
 {
@@ -205,11 +262,12 @@ Kind TerminalLauncher::kindOf(const QString& desktopId, const fs::path& program)
 bool TerminalLauncher::opensTabs(Kind kind)
 {
     return kind == Kind::GnomeTerminal || kind == Kind::Konsole || kind == Kind::XfceTerminal ||
-           kind == Kind::WezTerm;
+           kind == Kind::WezTerm || kind == Kind::Kitty;
 }
 
 TerminalLauncher::Command TerminalLauncher::command(Kind kind, const QString& program,
-                                                    const fs::path& folder, bool newTab)
+                                                    const fs::path& folder, bool newTab,
+                                                    const QString& kittySocket)
 {
     // Options take the folder after "=", so a folder starting with "-" is never
     // read as an option.
@@ -233,7 +291,12 @@ TerminalLauncher::Command TerminalLauncher::command(Kind kind, const QString& pr
                   << QLatin1String("--cwd=") + path;
         break;
     case Kind::Kitty:
-        arguments << QLatin1String("--directory=") + path;
+        if (tab && !kittySocket.isEmpty())
+            arguments << "@"
+                      << "--to" << kittySocket << "launch"
+                      << "--type=tab" << QLatin1String("--cwd=") + path;
+        else
+            arguments << QLatin1String("--directory=") + path;
         break;
     case Kind::GnomeConsole:
     case Kind::Ghostty:
@@ -259,14 +322,19 @@ bool TerminalLauncher::open(const fs::path& folder, const std::optional<QString>
         return false;
     const Kind kind = kindOf(terminal->desktopId, *program);
     const Known* known = byKind(kind);
-    const bool tab = newTab && opensTabs(kind) && known && DesktopApps::isRunning(known->runsAs);
+    const std::optional<int> running = newTab && opensTabs(kind) && known
+                                           ? DesktopApps::runningProcess(known->runsAs)
+                                           : std::nullopt;
+    const QString socket =
+        kind == Kind::Kitty && running ? kittySocket(kittyConfig(), *running) : QString();
+    const bool tab = running && (kind != Kind::Kitty || !socket.isEmpty());
     const QString programText = QFile::decodeName(QByteArray::fromStdString(program->native()));
     const auto start = [&](const Command& run) {
         return QProcess::startDetached(
             run.program, run.arguments,
             QFile::decodeName(QByteArray::fromStdString(run.workingDirectory.native())));
     };
-    if (tab && start(command(kind, programText, folder, true)))
+    if (tab && start(command(kind, programText, folder, true, socket)))
         return true;
     return start(command(kind, programText, folder, false));
 }

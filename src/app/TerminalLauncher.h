@@ -52,9 +52,14 @@ public:
     static Kind kindOf(const QString& desktopId, const std::filesystem::path& program);
     static bool opensTabs(Kind kind);
 
-    // The process to start for the folder; newTab asks for a tab of a running one.
+    // The process to start for the folder; newTab asks for a tab of a running one,
+    // which kitty opens only through its remote-control socket.
     static Command command(Kind kind, const QString& program, const std::filesystem::path& folder,
-                           bool newTab);
+                           bool newTab, const QString& kittySocket = {});
+
+    // The socket of the running kitty with this process id, when its configuration
+    // allows remote control on a socket that exists ("unix:PATH"), else empty.
+    static QString kittySocket(const std::filesystem::path& configFile, int pid);
 
     // Opens the folder in the chosen terminal; false when none is installed or it
     // could not be started.

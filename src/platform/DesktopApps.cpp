@@ -78,6 +78,11 @@ bool launch(const QString& desktopId, const std::vector<fs::path>& files)
 
 bool isRunning(const std::string& programName)
 {
+    return runningProcess(programName).has_value();
+}
+
+std::optional<int> runningProcess(const std::string& programName)
+{
     std::error_code failure;
     const uid_t self = ::getuid();
     for (const auto& entry : fs::directory_iterator("/proc", failure)) {
@@ -96,9 +101,9 @@ bool isRunning(const std::string& programName)
             continue;
         struct stat info {};
         if (::stat(entry.path().c_str(), &info) == 0 && info.st_uid == self)
-            return true;
+            return std::stoi(pid);
     }
-    return false;
+    return std::nullopt;
 }
 
 } // namespace DesktopApps

@@ -24,4 +24,7 @@ bool launch(const QString& desktopId, const std::vector<std::filesystem::path>& 
 // A process of the current user whose program has this file name runs.
 bool isRunning(const std::string& programName);
 
+// The process id of such a process, if one runs.
+std::optional<int> runningProcess(const std::string& programName);
+
 } // namespace DesktopApps

@@ -198,3 +198,31 @@ TEST(TerminalLauncherTest, RunningProgramIsFound)
     EXPECT_TRUE(DesktopApps::isRunning("TerminalLauncherTest"));
     EXPECT_FALSE(DesktopApps::isRunning("no-such-terminal"));
 }
+
+TEST(TerminalLauncherTest, KittyTabsNeedItsSocket)
+{
+    TempDir dir;
+    const auto socket = [&](const std::string& config) {
+        writeText(dir / "kitty.conf", config);
+        return TerminalLauncher::kittySocket(dir / "kitty.conf", 42);
+    };
+    dir.file("k-42");
+    dir.file("run/k42");
+    qputenv("FAKE_KITTY_RUNTIME", QByteArray::fromStdString((dir / "run").native()));
+    const std::string base = (dir / "").native();
+    EXPECT_EQ(socket("allow_remote_control yes\nlisten_on unix:" + base + "k\n"),
+              QString::fromStdString("unix:" + base + "k-42"));
+    EXPECT_EQ(socket("allow_remote_control socket-only\n"
+                     "listen_on unix:${FAKE_KITTY_RUNTIME}/k{kitty_pid}\n"),
+              QString::fromStdString("unix:" + base + "run/k42"));
+    EXPECT_EQ(socket("listen_on unix:" + base + "k\n"), "");
+    EXPECT_EQ(socket("allow_remote_control no\nlisten_on unix:" + base + "k\n"), "");
+    EXPECT_EQ(socket("allow_remote_control yes\nlisten_on unix:" + base + "missing\n"), "");
+    EXPECT_EQ(socket("allow_remote_control yes\nlisten_on unix:@k\n"), "");
+    qunsetenv("FAKE_KITTY_RUNTIME");
+
+    const auto command =
+        TerminalLauncher::command(Kind::Kitty, "kitty", "/tmp/-a", true, "unix:/run/k-42");
+    EXPECT_EQ(command.arguments, (QStringList{"@", "--to", "unix:/run/k-42", "launch", "--type=tab",
+                                              "--cwd=/tmp/-a"}));
+}
