@@ -1,7 +1,9 @@
 #include "app/Application.h"
 
+#include "app/EditorLauncher.h"
 #include "app/LegacyMigration.h"
 #include "app/SettingsWindow.h"
+#include "app/TerminalLauncher.h"
 #include "app/Theme.h"
 #include "browser/operations/DialogPrompter.h"
 #include "browser/operations/OperationsPanel.h"
@@ -13,6 +15,7 @@
 #include "core/AppDefaults.h"
 #include "core/AppLocale.h"
 #include "core/PathText.h"
+#include "core/Preferences.h"
 #include "core/WorkPools.h"
 #include "operations/FileOperationManager.h"
 #include "operations/OperationAlerts.h"
@@ -469,4 +472,26 @@ void Application::quit()
     QApplication::closeAllWindows();
     if (!m_isRunningTests)
         QCoreApplication::quit();
+}
+
+bool Application::canOpenInTerminal() const
+{
+    return TerminalLauncher::selected(Preferences::shared().terminalIdentifier()).has_value();
+}
+
+void Application::openInTerminal(const std::filesystem::path& folder)
+{
+    const Preferences& preferences = Preferences::shared();
+    (void)TerminalLauncher::open(folder, preferences.terminalIdentifier(),
+                                 preferences.openTerminalInNewTab());
+}
+
+bool Application::canOpenInEditor() const
+{
+    return EditorLauncher::selected(Preferences::shared().editorIdentifier()).has_value();
+}
+
+void Application::openInEditor(const std::vector<std::filesystem::path>& paths)
+{
+    (void)EditorLauncher::open(paths, Preferences::shared().editorIdentifier());
 }

@@ -75,6 +75,10 @@ public:
     void showSettings() override;
     void showAbout() override;
     void quit() override;
+    bool canOpenInTerminal() const override;
+    void openInTerminal(const std::filesystem::path& folder) override;
+    bool canOpenInEditor() const override;
+    void openInEditor(const std::vector<std::filesystem::path>& paths) override;
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;

@@ -17,6 +17,17 @@ const QString kMarkdownPreview = QStringLiteral("markdownPreview");
 const QString kPreviewZoom = QStringLiteral("previewZoom");
 const QString kPreviewFraction = QStringLiteral("markdownPreviewFraction");
 const QString kPreviousHandlers = QStringLiteral("previousFileHandlers");
+const QString kTerminal = QStringLiteral("terminalBundleIdentifier");
+const QString kEditor = QStringLiteral("editorBundleIdentifier");
+const QString kTerminalNewTab = QStringLiteral("openTerminalInNewTab");
+
+std::optional<QString> textValue(const QString& key)
+{
+    const QVariant v = AppDefaults::store().value(key);
+    if (v.typeId() != QMetaType::QString || v.toString().isEmpty())
+        return std::nullopt;
+    return v.toString();
+}
 
 constexpr double kDefaultZoom = 1.0;
 constexpr double kDefaultFraction = 0.5;
@@ -141,6 +152,21 @@ void Preferences::setConfirmPaneTransfer(bool on)
 {
     // Not a display setting: no listing changes.
     setBool(kConfirmPaneTransfer, on, true, false);
+}
+
+std::optional<QString> Preferences::terminalIdentifier() const
+{
+    return textValue(kTerminal);
+}
+
+std::optional<QString> Preferences::editorIdentifier() const
+{
+    return textValue(kEditor);
+}
+
+bool Preferences::openTerminalInNewTab() const
+{
+    return boolValue(kTerminalNewTab, false);
 }
 
 bool Preferences::checkForUpdates() const

@@ -4,6 +4,7 @@
 
 #include <QMap>
 #include <QObject>
+#include <optional>
 
 // Typed settings over AppDefaults::store(). A getter returns the default when the
 // key is missing or holds a value of another type. Lives on the main thread.
@@ -33,6 +34,11 @@ public:
 
     bool checkForUpdates() const;
     void setCheckForUpdates(bool on);
+
+    // The desktop ids of the chosen terminal and editor; nullopt when none was chosen.
+    std::optional<QString> terminalIdentifier() const;
+    std::optional<QString> editorIdentifier() const;
+    bool openTerminalInNewTab() const;
 
     bool markdownPreview() const;
     void setMarkdownPreview(bool on);

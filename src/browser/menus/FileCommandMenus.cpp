@@ -1,6 +1,7 @@
 #include "browser/menus/FileCommandMenus.h"
 
 #include "browser/menus/AppCommands.h"
+#include "browser/menus/GoMenu.h"
 #include "browser/menus/MenuBuilder.h"
 #include "browser/pane/PaneFileActions.h"
 #include "browser/pane/PaneView.h"
@@ -152,6 +153,46 @@ void addPathItems(MenuBuilder& m, BrowserWindow& w)
                hasPaths);
 }
 
+// The selected folder, else the shown one.
+std::optional<fs::path> terminalFolder(const BrowserWindow& w)
+{
+    PaneView* pane = w.activePane();
+    if (!pane)
+        return std::nullopt;
+    if (auto selected = GoMenu::selectedFolder(*pane))
+        return selected;
+    if (pane->location().isFolder())
+        return pane->location().path();
+    return std::nullopt;
+}
+
+void addExternalAppItems(MenuBuilder& m, BrowserWindow& w)
+{
+    auto apps = [] { return AppCommands::installed(); };
+    m.setValid(m.add("openInTerminal:", "ターミナルで開く", {"Ctrl+Alt+T"},
+                     [&w, apps] {
+                         if (const auto folder = terminalFolder(w))
+                             apps()->openInTerminal(*folder);
+                     }),
+               [&w, apps] {
+                   return apps() && apps()->canOpenInTerminal() && terminalFolder(w).has_value();
+               });
+    m.setValid(m.add("openInEditor:", "エディタで開く", {"Ctrl+Alt+E"},
+                     [&w, apps] { apps()->openInEditor(w.activePane()->selectedPaths()); }),
+               [&w, apps] {
+                   return apps() && apps()->canOpenInEditor() && w.activePane() &&
+                          !w.activePane()->selectedPaths().empty();
+               });
+    m.setValid(m.add("openRepositoryInEditor:", "リポジトリのルートをエディタで開く", {},
+                     [&w, apps] {
+                         if (const auto root = repositoryRoot(w))
+                             apps()->openInEditor({*root});
+                     }),
+               [&w, apps] {
+                   return apps() && apps()->canOpenInEditor() && repositoryRoot(w).has_value();
+               });
+}
+
 void addItemCommands(MenuBuilder& m, BrowserWindow& w)
 {
     m.add("newFolder:", "新規フォルダ", {"Ctrl+Shift+N"},
@@ -211,9 +252,7 @@ void buildFileMenu(BrowserWindow& w)
     m.separator();
     addItemCommands(m, w);
     m.separator();
-    m.addUnavailable("openInTerminal:", "ターミナルで開く", {"Ctrl+Alt+T"});
-    m.addUnavailable("openInEditor:", "エディタで開く", {"Ctrl+Alt+E"});
-    m.addUnavailable("openRepositoryInEditor:", "リポジトリのルートをエディタで開く");
+    addExternalAppItems(m, w);
     m.separator();
     m.add("copyToOtherPane:", "反対側の画面へコピー", {"F5"},
           [&w] { transferToOtherPane(w, TransferMode::copy); });

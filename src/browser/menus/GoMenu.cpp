@@ -48,18 +48,6 @@ void addFolderItem(MenuBuilder& m, BrowserWindow& w, const char* action, const c
     m.setValid(item, [&w, find] { return w.activePane() && find().has_value(); });
 }
 
-// The first selected folder of the active pane.
-std::optional<fs::path> selectedFolder(const PaneView& pane)
-{
-    FileNode* root = pane.model()->root();
-    for (const fs::path& path : pane.selectedPaths()) {
-        const FileNode* node = root ? root->findByPath(path) : nullptr;
-        if (node && node->entry.isFolder)
-            return path;
-    }
-    return std::nullopt;
-}
-
 // Left (or top) is the first pane of a two-pane split, right (or bottom) the second.
 PaneView* sidePane(const BrowserWindow& w, size_t side)
 {
@@ -75,11 +63,11 @@ void addSideItem(MenuBuilder& m, BrowserWindow& w, const char* action, const cha
 {
     QAction* item = m.add(action, title, {key}, [&w, side] {
         PaneView* target = sidePane(w, side);
-        if (const auto folder = target ? selectedFolder(*w.activePane()) : std::nullopt)
+        if (const auto folder = target ? GoMenu::selectedFolder(*w.activePane()) : std::nullopt)
             target->navigate(Location::folder(*folder));
     });
     m.setValid(item, [&w, side] {
-        return sidePane(w, side) && selectedFolder(*w.activePane()).has_value();
+        return sidePane(w, side) && GoMenu::selectedFolder(*w.activePane()).has_value();
     });
 }
 
@@ -100,6 +88,17 @@ void addHistoryItems(MenuBuilder& m, BrowserWindow& w)
 } // namespace
 
 namespace GoMenu {
+
+std::optional<fs::path> selectedFolder(const PaneView& pane)
+{
+    FileNode* root = pane.model()->root();
+    for (const fs::path& path : pane.selectedPaths()) {
+        const FileNode* node = root ? root->findByPath(path) : nullptr;
+        if (node && node->entry.isFolder)
+            return path;
+    }
+    return std::nullopt;
+}
 
 void build(BrowserWindow& w)
 {

@@ -20,7 +20,13 @@ public:
     void showSettings() override {}
     void showAbout() override {}
     void quit() override {}
+    bool canOpenInTerminal() const override { return appsInstalled; }
+    void openInTerminal(const fs::path& folder) override { opened.push_back({folder}); }
+    bool canOpenInEditor() const override { return appsInstalled; }
+    void openInEditor(const std::vector<fs::path>& paths) override { opened.push_back(paths); }
 
+    bool appsInstalled = false;
+    std::vector<std::vector<fs::path>> opened;
     int newWindows = 0;
     int reopened = 0;
     bool closedTabs = false;
@@ -135,6 +141,35 @@ TEST_F(MainMenuTest, ApplicationCommandsGoToTheApplication)
     QTest::keyClick(window->activePane()->listView(), Qt::Key_N,
                     Qt::ControlModifier | Qt::MetaModifier);
     EXPECT_EQ(app.newWindows, 2);
+}
+
+TEST_F(MainMenuTest, TerminalAndEditorTakeTheSelectionOrTheShownFolder)
+{
+    dir.folder("sub");
+    dir.file("a.txt");
+    FakeApp app;
+    AppCommands::install(&app);
+    auto window = openWindow(dir.path());
+    PaneView* pane = window->activePane();
+    QAction* terminal = menuItem(*window, "ターミナルで開く");
+    QAction* editor = menuItem(*window, "エディタで開く");
+    setMenusOpen(*window, true);
+    EXPECT_FALSE(terminal->isEnabled()); // nothing installed
+    app.appsInstalled = true;
+    pane->listView()->clearSelection();
+    setMenusOpen(*window, true);
+    EXPECT_TRUE(terminal->isEnabled());
+    EXPECT_FALSE(editor->isEnabled()); // no files chosen
+    setMenusOpen(*window, false);
+    editor->trigger(); // checks its rule again: nothing happens
+    terminal->trigger();
+    select(*pane, dir / "sub");
+    terminal->trigger();
+    select(*pane, dir / "a.txt");
+    terminal->trigger(); // a file: the shown folder
+    editor->trigger();
+    using Opened = std::vector<std::vector<fs::path>>;
+    EXPECT_EQ(app.opened, (Opened{{dir.path()}, {dir / "sub"}, {dir.path()}, {dir / "a.txt"}}));
 }
 
 TEST_F(MainMenuTest, ChecksFollowTheDisplayPreferences)
