@@ -93,6 +93,6 @@ TEST_F(CommandCatalogTest, TheRouterRunsTheWindowsOwnItem)
     EXPECT_TRUE(ActionRouter::send(item));
     EXPECT_NE(Preferences::shared().showHiddenFiles(), hidden);
 
-    EXPECT_FALSE(ActionRouter::target("openInTerminal:", window)); // no handler yet
-    EXPECT_FALSE(ActionRouter::send("openInTerminal:", window));
+    EXPECT_FALSE(ActionRouter::target("showInfo:", window)); // no handler yet
+    EXPECT_FALSE(ActionRouter::send("showInfo:", window));
 }
