@@ -320,16 +320,17 @@ void FileOperationManager::bulkRename(std::vector<std::pair<FileItem, QString>> 
     QUILLO_ASSERT_MAIN_THREAD();
     std::vector<FileItem> items;
     std::vector<BulkRenamer::Pair> plan;
-    Paths renamed;
     for (const auto& [item, newName] : pairs) {
         items.push_back({PathText::standardized(item.path), item.identity});
-        renamed.push_back(PathText::parent(items.back().path) /
-                          PathText::fromStorableText(newName));
-        plan.emplace_back(items.back().path, renamed.back());
+        plan.emplace_back(items.back().path, PathText::parent(items.back().path) /
+                                                 PathText::fromStorableText(newName));
     }
     QtConcurrent::run(&WorkPools::transfers(), [items, plan] { return renameAll(items, plan); })
-        .then(this, [this, plan, renamed, prompter = prompterFor(prompter),
+        .then(this, [this, plan, prompter = prompterFor(prompter),
                      done = std::move(done)](std::optional<Alert> refusal) {
+            Paths renamed;
+            for (const auto& pair : plan)
+                renamed.push_back(pair.second);
             Q_EMIT foldersChanged(parentsOf(renamed));
             if (refusal) {
                 presentInOrder(prompter, {*refusal}, [done] {
