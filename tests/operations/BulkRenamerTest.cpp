@@ -20,14 +20,6 @@ using Place = BulkRenamer::Place;
 
 namespace {
 
-Files filesIn(const fs::path& folder)
-{
-    Files out;
-    for (const auto& entry : fs::directory_iterator(folder))
-        out[entry.path().filename().native()] = readFile(entry.path());
-    return out;
-}
-
 void make(const TempDir& dir, const Files& files)
 {
     for (const auto& [name, contents] : files)
@@ -85,7 +77,7 @@ TEST(BulkRenamerTest, RenamesWithinTheSetAndKeepsNamesByteExact)
         RenameJournal journal(dir / "journal", ProcessStamp::current());
         const auto done = BulkRenamer::apply(pairsIn(dir / "items", c.pairs), journal);
         EXPECT_TRUE(done) << c.what;
-        EXPECT_EQ(filesIn(dir / "items"), c.after) << c.what;
+        EXPECT_EQ(filesWithContents(dir / "items"), c.after) << c.what;
         EXPECT_TRUE(isEmptyFolder(dir / "journal")) << c.what;
     }
 }
@@ -102,7 +94,7 @@ TEST(BulkRenamerTest, ShiftsAThousandNumberedFilesUpByOne)
     }
     RenameJournal journal(dir / "journal", ProcessStamp::current());
     ASSERT_TRUE(BulkRenamer::apply(pairsIn(dir / "items", names), journal));
-    EXPECT_EQ(filesIn(dir / "items"), after);
+    EXPECT_EQ(filesWithContents(dir / "items"), after);
 }
 
 // Whatever fails, every item is back under its old name and the record is gone.
@@ -137,7 +129,7 @@ TEST(BulkRenamerTest, AFailurePutsEveryItemBack)
         Files expected = before;
         if (c.intruder)
             expected["d"] = "x";
-        EXPECT_EQ(filesIn(dir / "items"), expected) << c.what;
+        EXPECT_EQ(filesWithContents(dir / "items"), expected) << c.what;
         EXPECT_TRUE(isEmptyFolder(journalFolder)) << c.what;
     }
 }
@@ -168,11 +160,12 @@ TEST(BulkRenamerTest, RecoveryFinishesARenameKilledBetweenThePhases)
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
     ASSERT_TRUE(between);
-    EXPECT_EQ(filesIn(dir / "items").begin()->first.substr(0, 15), ".quillo-rename-");
+    EXPECT_EQ(filesWithContents(dir / "items").begin()->first.substr(0, 15), ".quillo-rename-");
 
     RenameJournal next(dir / "journal", ProcessStamp::current());
     const auto report = next.recover();
-    EXPECT_EQ(filesIn(dir / "items"), (Files{{"a", "3"}, {"b", "1"}, {"c", "2"}, {"e", "4"}}));
+    EXPECT_EQ(filesWithContents(dir / "items"),
+              (Files{{"a", "3"}, {"b", "1"}, {"c", "2"}, {"e", "4"}}));
     EXPECT_EQ(report.finished, 4);
     EXPECT_EQ(report.alertText(),
               "前回、名前の変更が途中で終了しました。4 項目の名前の変更を完了しました。");
@@ -249,7 +242,7 @@ TEST(BulkRenamerTest, RecoveryFinishesOrRollsBackByWhereTheItemsAre)
             dir.file("items/d", "x");
         RenameJournal next(dir / "journal", ProcessStamp::current());
         const auto report = next.recover();
-        EXPECT_EQ(filesIn(items), c.after) << c.what;
+        EXPECT_EQ(filesWithContents(items), c.after) << c.what;
         EXPECT_EQ(report.finished, c.finished) << c.what;
         EXPECT_EQ(report.rolledBack, c.rolledBack) << c.what;
         EXPECT_EQ(report.leftAt.size(), c.intruder ? 1u : 0u) << c.what;
@@ -282,12 +275,12 @@ TEST(BulkRenamerTest, RecoveryLeavesRunningRenamesAndSetsCorruptRecordsAside)
                  "\"identity\":[\"1\",\"2\"]}]}");
     RenameJournal next(journal, deadStamp(3));
     EXPECT_TRUE(next.recover().isEmpty());
-    EXPECT_EQ(filesIn(dir / "items"), (Files{{".quillo-rename-live-0", "1"}}));
+    EXPECT_EQ(filesWithContents(dir / "items"), (Files{{".quillo-rename-live-0", "1"}}));
     size_t corrupt = 0;
-    for (const auto& [name, contents] : filesIn(journal))
+    for (const auto& [name, contents] : filesWithContents(journal))
         corrupt += name.ends_with(".corrupt");
     EXPECT_EQ(corrupt, 2u);
-    EXPECT_EQ(filesIn(journal).size(), 3u);
+    EXPECT_EQ(filesWithContents(journal).size(), 3u);
 }
 
 TEST(BulkRenamerTest, UndoAndRedoRenameEverythingBackAndAgain)
@@ -301,12 +294,12 @@ TEST(BulkRenamerTest, UndoAndRedoRenameEverythingBackAndAgain)
     stack.push(new BulkRenameCommand(pairs, [&](auto work) { last = work(); }));
     EXPECT_EQ(stack.undoText(), "名前の変更");
     stack.undo();
-    EXPECT_EQ(filesIn(dir / "items"), (Files{{"a", "1"}, {"b", "2"}}));
+    EXPECT_EQ(filesWithContents(dir / "items"), (Files{{"a", "1"}, {"b", "2"}}));
     EXPECT_EQ(last.moves.size(), 2u);
     EXPECT_EQ(last.folders, std::vector<fs::path>{dir / "items"});
     dir.file("items/c", "taken");
     stack.redo();
-    EXPECT_EQ(filesIn(dir / "items"), (Files{{"a", "1"}, {"b", "2"}, {"c", "taken"}}));
+    EXPECT_EQ(filesWithContents(dir / "items"), (Files{{"a", "1"}, {"b", "2"}, {"c", "taken"}}));
     ASSERT_EQ(last.failures.size(), 1u);
     EXPECT_EQ(last.failures[0].message, "「b」をやり直せませんでした。");
     EXPECT_TRUE(last.moves.empty());

@@ -125,3 +125,11 @@ int SettingsWrites::onMainThread() const
 {
     return g_settingsWritesOnMainThread;
 }
+
+std::map<std::string, std::string> filesWithContents(const std::filesystem::path& folder)
+{
+    std::map<std::string, std::string> out;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        out[entry.path().filename().native()] = readFile(entry.path());
+    return out;
+}

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -52,3 +53,5 @@ public:
 // Sets the modification time of a path (not following links), in seconds.
 void setModificationTime(const std::filesystem::path& path, int64_t seconds);
 std::string readFile(const std::filesystem::path& path);
+// The files directly in a folder: name bytes → contents.
+std::map<std::string, std::string> filesWithContents(const std::filesystem::path& folder);

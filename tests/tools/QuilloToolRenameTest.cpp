@@ -9,14 +9,6 @@ using Files = std::map<std::string, std::string>; // name → contents
 
 namespace {
 
-Files filesIn(const fs::path& folder)
-{
-    Files out;
-    for (const auto& entry : fs::directory_iterator(folder))
-        out[entry.path().filename().native()] = readFile(entry.path());
-    return out;
-}
-
 class QuilloToolRenameTest : public ::testing::Test {
 protected:
     // The tool with its data folder (the rename journal) inside the scratch folder. The
@@ -92,7 +84,7 @@ TEST_F(QuilloToolRenameTest, PrintsEachRowAndAppliesOnlyARuleWithoutProblems)
         const ToolRun r = rename(arguments);
         EXPECT_EQ(r.status, c.status) << c.what << ": " << r.err;
         EXPECT_EQ(r.out, c.out) << c.what;
-        EXPECT_EQ(filesIn(items), c.after) << c.what;
+        EXPECT_EQ(filesWithContents(items), c.after) << c.what;
         const fs::path journal = data / "Quillo" / "renames";
         EXPECT_TRUE(!fs::exists(journal) || fs::is_empty(journal)) << c.what;
     }
@@ -117,5 +109,5 @@ TEST_F(QuilloToolRenameTest, RefusesArgumentsItCannotUse)
         EXPECT_EQ(r.out, "");
     }
     EXPECT_EQ(rename({"--mode", "sequence", (items / "gone").native()}).status, 1);
-    EXPECT_EQ(filesIn(items), (Files{{"a", "1"}}));
+    EXPECT_EQ(filesWithContents(items), (Files{{"a", "1"}}));
 }
