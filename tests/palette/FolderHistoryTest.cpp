@@ -282,10 +282,11 @@ TEST(FolderHistoryTest, SetAsideNeverOverwritesAnEarlierCopy)
     TempDir dir;
     const fs::path file = dir.file("h.sqlite", "garbage one");
     // Every name the next few seconds could give is taken: the main file's plain name,
-    // and the "-2" name through a leftover log only.
+    // and the "-2" name through a leftover log only. The second before counts too:
+    // time() reads a coarser clock than QDateTime and can lag it across a second.
     const QDateTime now = QDateTime::currentDateTime();
     std::vector<std::pair<fs::path, std::string>> taken;
-    for (int second = 0; second < 5; ++second) {
+    for (int second = -1; second < 5; ++second) {
         const std::string stamp = now.addSecs(second).toString("yyyyMMdd-HHmmss").toStdString();
         taken.emplace_back(dir.file("h.sqlite.corrupt-" + stamp, "earlier " + stamp),
                            "earlier " + stamp);

@@ -7,13 +7,43 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+#include <csignal>
+#include <execinfo.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
+
+namespace {
+
+// A crash on a CI machine is often the only sighting of a race: leave its stack in the log.
+void printStackAndDie(int signal)
+{
+    void* frames[64];
+    const int count = ::backtrace(frames, 64);
+    const char heading[] = "\n*** crashed; stack of the crashing thread:\n";
+    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, heading, sizeof heading - 1);
+    ::backtrace_symbols_fd(frames, count, STDERR_FILENO);
+    ::raise(signal);
+}
+
+void reportCrashes()
+{
+    // Loads libgcc now: backtrace() must not allocate inside the handler.
+    void* warmUp[1];
+    ::backtrace(warmUp, 1);
+    struct sigaction action {};
+    action.sa_handler = printStackAndDie;
+    action.sa_flags = SA_RESETHAND | SA_NODEFER;
+    for (const int signal : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT})
+        ::sigaction(signal, &action, nullptr);
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
     // The application object then opens no window and restores or saves no session.
     qputenv("QUILLO_TEST_RUN", "1");
+    reportCrashes();
     QTemporaryDir home;
     const QByteArray root = home.path().toUtf8();
     qputenv("HOME", root);
