@@ -20,6 +20,8 @@ const QString kPreviousHandlers = QStringLiteral("previousFileHandlers");
 const QString kTerminal = QStringLiteral("terminalBundleIdentifier");
 const QString kEditor = QStringLiteral("editorBundleIdentifier");
 const QString kTerminalNewTab = QStringLiteral("openTerminalInNewTab");
+const QString kSkippedUpdate = QStringLiteral("skippedUpdateVersion");
+const QString kSuppressMove = QStringLiteral("suppressMoveToApplications");
 
 std::optional<QString> textValue(const QString& key)
 {
@@ -99,6 +101,18 @@ void Preferences::setBool(const QString& key, bool value, bool fallback, bool di
     Q_EMIT changed(key);
 }
 
+void Preferences::setText(const QString& key, const QString& value)
+{
+    if (textValue(key).value_or(QString()) == value)
+        return;
+    if (value.isEmpty())
+        AppDefaults::store().remove(key);
+    else
+        AppDefaults::store().setValue(key, value);
+    AppDefaults::save(AppDefaults::store());
+    Q_EMIT changed(key);
+}
+
 void Preferences::setReal(const QString& key, double value, double current)
 {
     if (!std::isfinite(value) || value == current)
@@ -167,6 +181,37 @@ std::optional<QString> Preferences::editorIdentifier() const
 bool Preferences::openTerminalInNewTab() const
 {
     return boolValue(kTerminalNewTab, false);
+}
+void Preferences::setOpenTerminalInNewTab(bool on)
+{
+    setBool(kTerminalNewTab, on, false, false);
+}
+
+void Preferences::setTerminalIdentifier(const QString& desktopId)
+{
+    setText(kTerminal, desktopId);
+}
+void Preferences::setEditorIdentifier(const QString& desktopId)
+{
+    setText(kEditor, desktopId);
+}
+
+std::optional<QString> Preferences::skippedUpdateVersion() const
+{
+    return textValue(kSkippedUpdate);
+}
+void Preferences::setSkippedUpdateVersion(const QString& version)
+{
+    setText(kSkippedUpdate, version);
+}
+
+bool Preferences::suppressMoveToApplications() const
+{
+    return boolValue(kSuppressMove, false);
+}
+void Preferences::setSuppressMoveToApplications(bool on)
+{
+    setBool(kSuppressMove, on, false, false);
 }
 
 bool Preferences::checkForUpdates() const

@@ -37,8 +37,18 @@ public:
 
     // The desktop ids of the chosen terminal and editor; nullopt when none was chosen.
     std::optional<QString> terminalIdentifier() const;
+    void setTerminalIdentifier(const QString& desktopId);
     std::optional<QString> editorIdentifier() const;
+    void setEditorIdentifier(const QString& desktopId);
     bool openTerminalInNewTab() const;
+    void setOpenTerminalInNewTab(bool on);
+
+    // The version the user chose to skip at the launch check.
+    std::optional<QString> skippedUpdateVersion() const;
+    void setSkippedUpdateVersion(const QString& version);
+    // "今後確認しない" on the offer to move Quillo to its applications folder.
+    bool suppressMoveToApplications() const;
+    void setSuppressMoveToApplications(bool on);
 
     bool markdownPreview() const;
     void setMarkdownPreview(bool on);
@@ -70,4 +80,6 @@ private:
     Preferences() = default;
     void setBool(const QString& key, bool value, bool fallback, bool display);
     void setReal(const QString& key, double value, double current);
+    // An empty text removes the key.
+    void setText(const QString& key, const QString& value);
 };

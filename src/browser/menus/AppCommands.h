@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <filesystem>
 #include <vector>
 
@@ -22,6 +23,12 @@ public:
     virtual void openInTerminal(const std::filesystem::path& /*folder*/) {}
     virtual bool canOpenInEditor() const { return false; }
     virtual void openInEditor(const std::vector<std::filesystem::path>& /*paths*/) {}
+    // Why the terminal or editor items are disabled, for their tooltips; empty when they are not.
+    virtual QString terminalUnavailableReason() const { return {}; }
+    virtual QString editorUnavailableReason() const { return {}; }
+    // アップデートを確認… and コマンドラインツールをインストール….
+    virtual void checkForUpdates() {}
+    virtual void installCommandLineTool() {}
 
     static AppCommands* installed() { return s_installed; }
     static void install(AppCommands* commands) { s_installed = commands; }

@@ -46,11 +46,12 @@ void buildAppMenu(BrowserWindow& w)
     MenuBuilder m(w.menuBar(), "Quillo");
     m.addAppCommand("orderFrontStandardAboutPanel:", "Quillo について", {}, &AppCommands::showAbout)
         ->setMenuRole(QAction::AboutRole);
-    m.addUnavailable("checkForUpdates:", "アップデートを確認…");
+    m.addAppCommand("checkForUpdates:", "アップデートを確認…", {}, &AppCommands::checkForUpdates);
     m.separator();
     m.addAppCommand("showSettings:", "設定…", {"Ctrl+,"}, &AppCommands::showSettings)
         ->setMenuRole(QAction::PreferencesRole);
-    m.addUnavailable("installCommandLineTool:", "コマンドラインツールをインストール…");
+    m.addAppCommand("installCommandLineTool:", "コマンドラインツールをインストール…", {},
+                    &AppCommands::installCommandLineTool);
     m.separator();
     m.add("hide:", "Quillo を隠す", {"Ctrl+H"}, minimizeAll);
     m.separator();
