@@ -1,5 +1,6 @@
 // quillo-tool: the engines on the command line, for scripts and benchmarks.
 #include "ArchiveCommands.h"
+#include "CheckUpdateCommand.h"
 #include "FuzzyCommand.h"
 #include "GitStatusCommand.h"
 #include "ListCommand.h"
@@ -57,6 +58,8 @@ int main(int argc, char** argv)
         return runCompressCommand(rest);
     if (command == "expand")
         return runExpandCommand(rest);
+    if (command == "check-update")
+        return runCheckUpdateCommand(rest);
     printUsage();
     printTransferUsage();
     std::fputs("       quillo-tool git-status DIR\n", stderr);
@@ -67,5 +70,6 @@ int main(int argc, char** argv)
     printPreviewUsage();
     printRenameUsage();
     printArchiveUsage();
+    printCheckUpdateUsage();
     return 2;
 }

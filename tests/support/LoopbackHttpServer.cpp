@@ -118,6 +118,15 @@ void serve(QTcpSocket* socket, const std::shared_ptr<State>& state)
         if (pending->answered)
             return;
         pending->head += data;
+        // Not HTTP (a TLS hello, say): refuse it as a plain server would.
+        const char first = pending->head.isEmpty() ? 'A' : pending->head.front();
+        if (first < 'A' || first > 'Z') {
+            pending->answered = true;
+            socket->write("HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\nConnection: "
+                          "close\r\n\r\n");
+            socket->disconnectFromHost();
+            return;
+        }
         const qsizetype end = pending->head.indexOf("\r\n\r\n");
         if (end < 0)
             return;
