@@ -1,5 +1,6 @@
 #include "app/EditorLauncher.h"
 
+#include "core/Preferences.h"
 #include "platform/DesktopApps.h"
 
 namespace {
@@ -23,6 +24,12 @@ const std::vector<Known>& knownEditors()
     return list;
 }
 
+ExternalApp::KeptChoice& keptChoice()
+{
+    static ExternalApp::KeptChoice kept([] { return EditorLauncher::catalogue(); });
+    return kept;
+}
+
 } // namespace
 
 std::vector<ExternalApp> EditorLauncher::catalogue()
@@ -42,7 +49,14 @@ std::vector<ExternalApp> EditorLauncher::catalogue()
 
 std::optional<ExternalApp> EditorLauncher::selected(const std::optional<QString>& identifier)
 {
-    return ExternalApp::preferred(catalogue(), identifier);
+    return keptChoice().get(identifier);
+}
+
+QString EditorLauncher::unavailableReason()
+{
+    if (selected(Preferences::shared().editorIdentifier()))
+        return {};
+    return QStringLiteral("エディタが見つかりません。設定の「連携」で使うアプリを選んでください。");
 }
 
 bool EditorLauncher::open(const std::vector<std::filesystem::path>& paths,
@@ -50,6 +64,6 @@ bool EditorLauncher::open(const std::vector<std::filesystem::path>& paths,
 {
     if (paths.empty())
         return false;
-    const std::optional<ExternalApp> editor = selected(identifier);
+    const std::optional<ExternalApp> editor = keptChoice().fresh(identifier);
     return editor && DesktopApps::launch(editor->desktopId, paths);
 }

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QString>
+#include <chrono>
+#include <functional>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -21,4 +24,30 @@ struct ExternalApp {
 
     // Desktop ids compare without their ".desktop" suffix.
     static QString bareId(const QString& desktopId);
+
+    // Makes every kept choice look again at what is installed.
+    static void forgetInstalledState();
+
+    class KeptChoice;
+};
+
+// `preferred` over a catalogue, kept for a few seconds per stored identifier: the
+// menus ask on every opening, and a catalogue reads desktop entries and files.
+class ExternalApp::KeptChoice {
+public:
+    using Catalogue = std::function<std::vector<ExternalApp>()>;
+    explicit KeptChoice(Catalogue catalogue);
+
+    std::optional<ExternalApp> get(const std::optional<QString>& identifier);
+    // Looks again now and keeps what it finds.
+    std::optional<ExternalApp> fresh(const std::optional<QString>& identifier);
+
+private:
+    Catalogue m_catalogue;
+    std::mutex m_mutex;
+    bool m_valid = false;
+    std::optional<QString> m_identifier;
+    std::optional<ExternalApp> m_choice;
+    std::chrono::steady_clock::time_point m_madeAt;
+    unsigned m_generation = 0;
 };

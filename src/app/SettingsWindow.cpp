@@ -1,6 +1,7 @@
 #include "app/SettingsWindow.h"
 
 #include "app/AppearanceSettingsPage.h"
+#include "app/ExternalAppSettings.h"
 #include "app/GeneralSettingsPage.h"
 #include "browser/settings/IntegrationSettingsPage.h"
 #include "browser/settings/ShortcutSettingsPage.h"
@@ -23,7 +24,9 @@ SettingsWindow::SettingsWindow(QWidget* parent)
     setWindowTitle(QStringLiteral("設定"));
     m_tabs->addTab(new GeneralSettingsPage(m_tabs), QStringLiteral("一般"));
     m_tabs->addTab(new AppearanceSettingsPage(m_tabs), QStringLiteral("外観"));
-    m_tabs->addTab(new IntegrationSettingsPage(m_tabs), QStringLiteral("連携"));
+    auto* integration = new IntegrationSettingsPage(m_tabs);
+    integration->addGroup(new ExternalAppSettings(integration));
+    m_tabs->addTab(integration, QStringLiteral("連携"));
     m_tabs->addTab(new ShortcutSettingsPage(m_tabs), QStringLiteral("ショートカット"));
     m_tabs->addTab(new TagManagerWidget(TagStore::shared(), m_tabs), QStringLiteral("タグ"));
     auto* layout = new QVBoxLayout(this);

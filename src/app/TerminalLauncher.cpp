@@ -1,9 +1,10 @@
 #include "app/TerminalLauncher.h"
 
+#include "core/Preferences.h"
 #include "platform/DesktopApps.h"
+#include "platform/DetachedProcess.h"
 
 #include <QFile>
-#include <QProcess>
 #include <QRegularExpression>
 #include <fstream>
 
@@ -245,9 +246,27 @@ std::vector<ExternalApp> TerminalLauncher::catalogue()
     return catalogue(Inputs::fromEnvironment());
 }
 
+namespace {
+
+ExternalApp::KeptChoice& keptChoice()
+{
+    static ExternalApp::KeptChoice kept([] { return TerminalLauncher::catalogue(); });
+    return kept;
+}
+
+} // namespace
+
 std::optional<ExternalApp> TerminalLauncher::selected(const std::optional<QString>& identifier)
 {
-    return ExternalApp::preferred(catalogue(), identifier);
+    return keptChoice().get(identifier);
+}
+
+QString TerminalLauncher::unavailableReason()
+{
+    if (selected(Preferences::shared().terminalIdentifier()))
+        return {};
+    return QStringLiteral(
+        "ターミナルが見つかりません。設定の「連携」で使うアプリを選んでください。");
 }
 
 Kind TerminalLauncher::kindOf(const QString& desktopId, const fs::path& program)
@@ -265,44 +284,44 @@ bool TerminalLauncher::opensTabs(Kind kind)
            kind == Kind::WezTerm || kind == Kind::Kitty;
 }
 
-TerminalLauncher::Command TerminalLauncher::command(Kind kind, const QString& program,
+TerminalLauncher::Command TerminalLauncher::command(Kind kind, const fs::path& program,
                                                     const fs::path& folder, bool newTab,
                                                     const QString& kittySocket)
 {
     // Options take the folder after "=", so a folder starting with "-" is never
     // read as an option.
-    const QString path = QFile::decodeName(QByteArray::fromStdString(folder.native()));
+    const std::string& path = folder.native();
     const bool tab = newTab && opensTabs(kind);
-    QStringList arguments;
+    std::vector<std::string> arguments;
     switch (kind) {
     case Kind::GnomeTerminal:
     case Kind::XfceTerminal:
         if (tab)
-            arguments << QStringLiteral("--tab");
-        arguments << QLatin1String("--working-directory=") + path;
+            arguments.push_back("--tab");
+        arguments.push_back("--working-directory=" + path);
         break;
     case Kind::Konsole:
         if (tab)
-            arguments << QStringLiteral("--new-tab");
-        arguments << QLatin1String("--workdir=") + path;
+            arguments.push_back("--new-tab");
+        arguments.push_back("--workdir=" + path);
         break;
     case Kind::WezTerm:
-        arguments << (tab ? QStringList{"cli", "spawn"} : QStringList{"start"})
-                  << QLatin1String("--cwd=") + path;
+        arguments =
+            tab ? std::vector<std::string>{"cli", "spawn"} : std::vector<std::string>{"start"};
+        arguments.push_back("--cwd=" + path);
         break;
     case Kind::Kitty:
         if (tab && !kittySocket.isEmpty())
-            arguments << "@"
-                      << "--to" << kittySocket << "launch"
-                      << "--type=tab" << QLatin1String("--cwd=") + path;
+            arguments = {"@",      "--to",       QFile::encodeName(kittySocket).toStdString(),
+                         "launch", "--type=tab", "--cwd=" + path};
         else
-            arguments << QLatin1String("--directory=") + path;
+            arguments.push_back("--directory=" + path);
         break;
     case Kind::GnomeConsole:
     case Kind::Ghostty:
     case Kind::Foot:
     case Kind::Alacritty:
-        arguments << QLatin1String("--working-directory=") + path;
+        arguments.push_back("--working-directory=" + path);
         break;
     case Kind::Xterm:
     case Kind::Other:
@@ -314,7 +333,7 @@ TerminalLauncher::Command TerminalLauncher::command(Kind kind, const QString& pr
 bool TerminalLauncher::open(const fs::path& folder, const std::optional<QString>& identifier,
                             bool newTab)
 {
-    const std::optional<ExternalApp> terminal = selected(identifier);
+    const std::optional<ExternalApp> terminal = keptChoice().fresh(identifier);
     if (!terminal)
         return false;
     const std::optional<fs::path> program = DesktopApps::executable(terminal->desktopId);
@@ -328,13 +347,12 @@ bool TerminalLauncher::open(const fs::path& folder, const std::optional<QString>
     const QString socket =
         kind == Kind::Kitty && running ? kittySocket(kittyConfig(), *running) : QString();
     const bool tab = running && (kind != Kind::Kitty || !socket.isEmpty());
-    const QString programText = QFile::decodeName(QByteArray::fromStdString(program->native()));
-    const auto start = [&](const Command& run) {
-        return QProcess::startDetached(
-            run.program, run.arguments,
-            QFile::decodeName(QByteArray::fromStdString(run.workingDirectory.native())));
+    const auto start = [](const Command& run) {
+        std::vector<std::string> argv{run.program.native()};
+        argv.insert(argv.end(), run.arguments.begin(), run.arguments.end());
+        return DetachedProcess::start(argv, {run.workingDirectory}).has_value();
     };
-    if (tab && start(command(kind, programText, folder, true, socket)))
+    if (tab && start(command(kind, *program, folder, true, socket)))
         return true;
-    return start(command(kind, programText, folder, false));
+    return start(command(kind, *program, folder, false));
 }

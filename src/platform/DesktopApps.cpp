@@ -1,5 +1,7 @@
 #include "platform/DesktopApps.h"
 
+#include <QCollator>
+#include <algorithm>
 #include <fstream>
 #include <gio/gdesktopappinfo.h>
 #include <gio/gio.h>
@@ -41,6 +43,28 @@ std::optional<QString> displayName(const QString& desktopId)
     if (!app)
         return std::nullopt;
     return QString::fromUtf8(g_app_info_get_display_name(G_APP_INFO(app.get())));
+}
+
+std::vector<Application> allApplications()
+{
+    std::vector<Application> apps;
+    GList* all = g_app_info_get_all();
+    for (GList* item = all; item; item = item->next) {
+        GAppInfo* app = G_APP_INFO(item->data);
+        const char* id = g_app_info_get_id(app);
+        if (id && g_app_info_should_show(app))
+            apps.push_back(
+                {QString::fromUtf8(id), QString::fromUtf8(g_app_info_get_display_name(app))});
+    }
+    g_list_free_full(all, g_object_unref);
+    QCollator collator;
+    collator.setNumericMode(true);
+    collator.setCaseSensitivity(Qt::CaseInsensitive);
+    std::ranges::sort(apps, [&collator](const Application& a, const Application& b) {
+        const int order = collator.compare(a.name, b.name);
+        return order != 0 ? order < 0 : a.id < b.id;
+    });
+    return apps;
 }
 
 std::optional<fs::path> executable(const QString& desktopId)

@@ -15,6 +15,16 @@ bool isInstalled(const QString& desktopId);
 // The application's name as the desktop shows it.
 std::optional<QString> displayName(const QString& desktopId);
 
+struct Application {
+    QString id; // with its ".desktop" suffix, as the desktop gives it
+    QString name;
+    bool operator==(const Application&) const = default;
+};
+
+// Every application the desktop lists in its menus, sorted by name. Reads every
+// desktop entry: once per need, not per keystroke.
+std::vector<Application> allApplications();
+
 // The program the desktop entry runs, resolved on PATH.
 std::optional<std::filesystem::path> executable(const QString& desktopId);
 

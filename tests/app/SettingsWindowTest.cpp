@@ -1,5 +1,8 @@
 #include "app/SettingsWindow.h"
 
+#include "app/EditorLauncher.h"
+#include "app/ExternalAppSettings.h"
+#include "app/TerminalLauncher.h"
 #include "app/Theme.h"
 #include "core/Preferences.h"
 #include "palette/FolderHistory.h"
@@ -8,9 +11,14 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDateTime>
+#include <QDialog>
 #include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QRadioButton>
+#include <QStandardItemModel>
 #include <QTabWidget>
 #include <QTest>
 #include <fstream>
@@ -18,6 +26,27 @@
 #include <gtest/gtest.h>
 
 namespace {
+
+// Desktop entries in the scratch data folder, written before GIO first reads the
+// application folders: an installed Konsole, a Ghostty removed by the user, an editor
+// that is none of the known ones.
+class FakeApplications : public ::testing::Environment {
+public:
+    void SetUp() override
+    {
+        const auto apps =
+            std::filesystem::path(qgetenv("XDG_DATA_HOME").toStdString()) / "applications";
+        std::filesystem::create_directories(apps);
+        const std::pair<const char*, const char*> entries[] = {
+            {"org.kde.konsole.desktop", "Name=Konsole\nExec=/bin/true\n"},
+            {"com.mitchellh.ghostty.desktop", "Name=Ghostty\nExec=/bin/true\nHidden=true\n"},
+            {"zettai-editor.desktop", "Name=Zettai Editor\nExec=/bin/true %F\n"},
+        };
+        for (const auto& [name, body] : entries)
+            std::ofstream(apps / name) << "[Desktop Entry]\nType=Application\n" << body;
+    }
+};
+const auto* const fakeApplications = ::testing::AddGlobalTestEnvironment(new FakeApplications);
 
 class SettingsWindowTest : public ::testing::Test {
 protected:
@@ -44,6 +73,7 @@ TEST_F(SettingsWindowTest, CheckboxesWriteAndFollowPreferences)
         {"vimKeyBindings", [&] { return p.vimKeyBindings(); }},
         {"checkForUpdates", [&] { return p.checkForUpdates(); }},
         {"colorFoldersByTag", [&] { return p.colorFoldersByTag(); }},
+        {"openTerminalInNewTab", [&] { return p.openTerminalInNewTab(); }},
     };
     for (const auto& [name, read] : settingsShown) {
         SCOPED_TRACE(name);
@@ -179,6 +209,70 @@ TEST_F(SettingsWindowTest, FileKindSwitchesShowAndChangeTheDefaults)
     EXPECT_EQ(alert->text(),
               "mimeapps.list を読み取れないため、既定のアプリケーションを変更できませんでした。");
     EXPECT_EQ(readFile(file), garbage);
+    window.close();
+}
+
+TEST_F(SettingsWindowTest, TerminalListShowsTheCatalogueAndStoresAChoice)
+{
+    Preferences& p = Preferences::shared();
+    auto* box = window.findChild<QComboBox*>("terminalApp");
+    ASSERT_TRUE(box);
+    const std::vector<ExternalApp> known = TerminalLauncher::catalogue();
+    ASSERT_EQ(box->count(), int(known.size()) + 2); // a separator, then the chooser
+    const auto* rows = static_cast<QStandardItemModel*>(box->model());
+    int konsole = -1;
+    for (size_t i = 0; i < known.size(); ++i) {
+        SCOPED_TRACE(known[i].name.toStdString());
+        const bool installed = known[i].isInstalled();
+        EXPECT_EQ(box->itemText(int(i)),
+                  installed ? known[i].name : known[i].name + "（未インストール）");
+        EXPECT_EQ(rows->item(int(i))->isEnabled(), installed);
+        if (known[i].name == "Konsole")
+            konsole = int(i);
+    }
+    EXPECT_TRUE(box->findText("Ghostty（未インストール）") >= 0);
+    EXPECT_EQ(box->itemText(box->count() - 1), "その他のアプリを選ぶ…");
+    EXPECT_EQ(box->currentText(), TerminalLauncher::selected(std::nullopt)->name);
+
+    ASSERT_GE(konsole, 0);
+    box->setCurrentIndex(konsole);
+    Q_EMIT box->activated(konsole);
+    EXPECT_EQ(p.terminalIdentifier(), "org.kde.konsole");
+
+    // A stored terminal that is gone shows the one used instead.
+    p.setTerminalIdentifier("com.mitchellh.ghostty");
+    EXPECT_EQ(box->currentText(), TerminalLauncher::selected(p.terminalIdentifier())->name);
+    EXPECT_NE(box->currentText(), "Ghostty（未インストール）");
+}
+
+TEST_F(SettingsWindowTest, AnyApplicationCanBeChosenAsTheEditor)
+{
+    Preferences& p = Preferences::shared();
+    auto* group = window.findChild<ExternalAppSettings*>();
+    auto* box = window.findChild<QComboBox*>("editorApp");
+    ASSERT_TRUE(group && box);
+    const int knownCount = int(EditorLauncher::catalogue().size());
+    window.show();
+    Q_EMIT box->activated(box->count() - 1);
+    auto* chooser = window.findChild<QDialog*>("applicationChooser");
+    ASSERT_TRUE(chooser && group->chooserSearchField() && group->chooserList());
+    EXPECT_TRUE(chooser->isVisible());
+    QTest::keyClicks(group->chooserSearchField(), "zettai");
+    QListWidgetItem* current = group->chooserList()->currentItem();
+    ASSERT_TRUE(current);
+    EXPECT_EQ(current->text(), "Zettai Editor");
+    QTest::keyClick(group->chooserSearchField(), Qt::Key_Return);
+    EXPECT_EQ(p.editorIdentifier(), "zettai-editor.desktop");
+    // Listed after the known editors, and shown as the one in use.
+    EXPECT_EQ(box->itemText(knownCount), "Zettai Editor");
+    EXPECT_EQ(box->currentIndex(), knownCount);
+
+    // Escape leaves the choice as it was.
+    Q_EMIT box->activated(box->count() - 1);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return group->chooserSearchField() != nullptr; }));
+    QTest::keyClick(group->chooserSearchField(), Qt::Key_Escape);
+    EXPECT_EQ(p.editorIdentifier(), "zettai-editor.desktop");
+    EXPECT_EQ(box->currentText(), "Zettai Editor");
     window.close();
 }
 

@@ -95,7 +95,7 @@ TEST(TerminalLauncherTest, CommandLines)
     struct Case {
         Kind kind;
         bool newTab;
-        QStringList arguments;
+        std::vector<std::string> arguments;
     };
     const std::vector<Case> cases{
         {Kind::GnomeTerminal, false, {"--working-directory=/tmp/-a b"}},
@@ -112,10 +112,10 @@ TEST(TerminalLauncherTest, CommandLines)
         {Kind::Other, false, {}},
     };
     for (const Case& c : cases) {
-        const auto command = TerminalLauncher::command(c.kind, "prog", folder, c.newTab);
+        const auto command = TerminalLauncher::command(c.kind, "/bin/prog", folder, c.newTab);
         EXPECT_EQ(command.arguments, c.arguments) << int(c.kind);
         EXPECT_EQ(command.workingDirectory, folder);
-        EXPECT_EQ(command.program, "prog");
+        EXPECT_EQ(command.program, "/bin/prog");
     }
 }
 
@@ -171,9 +171,21 @@ TEST(TerminalLauncherTest, PreferredApplication)
     EXPECT_EQ(ExternalApp::preferred({}, std::nullopt), std::nullopt);
 }
 
-TEST(TerminalLauncherTest, FolderReachesTheTerminalIntact)
+TEST(TerminalLauncherTest, FolderReachesTheTerminalIntactAndAMissingOneDoesNothing)
 {
-    const fs::path folder = FakeApps::dir->folder("-a\"b\\c\nd");
+    const fs::path folder = FakeApps::dir->folder("-a\"b\\c\nd \xff\xfe");
+    const fs::path program = *FakeApps::dir / "bin/fake-konsole";
+    EXPECT_EQ(TerminalLauncher::unavailableReason(), "");
+
+    // Without its program the desktop entry no longer counts: no terminal is left.
+    fs::rename(program, program.native() + ".gone");
+    EXPECT_FALSE(TerminalLauncher::open(folder, QString("org.kde.konsole"), false));
+    EXPECT_EQ(TerminalLauncher::selected(std::nullopt), std::nullopt);
+    EXPECT_FALSE(TerminalLauncher::unavailableReason().isEmpty());
+    fs::rename(program.native() + ".gone", program);
+    ExternalApp::forgetInstalledState();
+    EXPECT_EQ(TerminalLauncher::unavailableReason(), "");
+
     ASSERT_TRUE(TerminalLauncher::open(folder, QString("org.kde.konsole"), true));
     const auto parts = recorded(*FakeApps::dir / "terminal.out");
     ASSERT_EQ(parts.size(), 2u);
@@ -184,7 +196,8 @@ TEST(TerminalLauncherTest, FolderReachesTheTerminalIntact)
 TEST(TerminalLauncherTest, FilesReachTheEditor)
 {
     const fs::path first = FakeApps::dir->file("-x \"y\".txt");
-    const fs::path second = FakeApps::dir->file("z\\w.txt");
+    const fs::path second = FakeApps::dir->file("z\\w\n\xff.txt");
+    EXPECT_EQ(EditorLauncher::unavailableReason(), "");
     EXPECT_FALSE(EditorLauncher::open({}, std::nullopt));
     ASSERT_TRUE(EditorLauncher::open({first, second}, std::nullopt));
     const auto parts = recorded(*FakeApps::dir / "editor.out");
@@ -223,6 +236,6 @@ TEST(TerminalLauncherTest, KittyTabsNeedItsSocket)
 
     const auto command =
         TerminalLauncher::command(Kind::Kitty, "kitty", "/tmp/-a", true, "unix:/run/k-42");
-    EXPECT_EQ(command.arguments, (QStringList{"@", "--to", "unix:/run/k-42", "launch", "--type=tab",
-                                              "--cwd=/tmp/-a"}));
+    EXPECT_EQ(command.arguments, (std::vector<std::string>{"@", "--to", "unix:/run/k-42", "launch",
+                                                           "--type=tab", "--cwd=/tmp/-a"}));
 }

@@ -169,28 +169,34 @@ std::optional<fs::path> terminalFolder(const BrowserWindow& w)
 void addExternalAppItems(MenuBuilder& m, BrowserWindow& w)
 {
     auto apps = [] { return AppCommands::installed(); };
-    m.setValid(m.add("openInTerminal:", "ターミナルで開く", {"Ctrl+Alt+T"},
-                     [&w, apps] {
-                         if (const auto folder = terminalFolder(w))
-                             apps()->openInTerminal(*folder);
-                     }),
-               [&w, apps] {
-                   return apps() && apps()->canOpenInTerminal() && terminalFolder(w).has_value();
-               });
-    m.setValid(m.add("openInEditor:", "エディタで開く", {"Ctrl+Alt+E"},
-                     [&w, apps] { apps()->openInEditor(w.activePane()->selectedPaths()); }),
-               [&w, apps] {
-                   return apps() && apps()->canOpenInEditor() && w.activePane() &&
-                          !w.activePane()->selectedPaths().empty();
-               });
-    m.setValid(m.add("openRepositoryInEditor:", "リポジトリのルートをエディタで開く", {},
-                     [&w, apps] {
-                         if (const auto root = repositoryRoot(w))
-                             apps()->openInEditor({*root});
-                     }),
-               [&w, apps] {
-                   return apps() && apps()->canOpenInEditor() && repositoryRoot(w).has_value();
-               });
+    auto terminalReason = [apps] {
+        return apps() ? apps()->terminalUnavailableReason() : QString();
+    };
+    auto editorReason = [apps] { return apps() ? apps()->editorUnavailableReason() : QString(); };
+    QAction* terminal = m.add("openInTerminal:", "ターミナルで開く", {"Ctrl+Alt+T"}, [&w, apps] {
+        if (const auto folder = terminalFolder(w))
+            apps()->openInTerminal(*folder);
+    });
+    m.setValid(terminal, [&w, apps] {
+        return apps() && apps()->canOpenInTerminal() && terminalFolder(w).has_value();
+    });
+    m.setReason(terminal, terminalReason);
+    QAction* editor = m.add("openInEditor:", "エディタで開く", {"Ctrl+Alt+E"},
+                            [&w, apps] { apps()->openInEditor(w.activePane()->selectedPaths()); });
+    m.setValid(editor, [&w, apps] {
+        return apps() && apps()->canOpenInEditor() && w.activePane() &&
+               !w.activePane()->selectedPaths().empty();
+    });
+    m.setReason(editor, editorReason);
+    QAction* repository =
+        m.add("openRepositoryInEditor:", "リポジトリのルートをエディタで開く", {}, [&w, apps] {
+            if (const auto root = repositoryRoot(w))
+                apps()->openInEditor({*root});
+        });
+    m.setValid(repository, [&w, apps] {
+        return apps() && apps()->canOpenInEditor() && repositoryRoot(w).has_value();
+    });
+    m.setReason(repository, editorReason);
 }
 
 void addItemCommands(MenuBuilder& m, BrowserWindow& w)

@@ -25,6 +25,10 @@ public:
         item->setCheckable(true);
         rule(item).checked = std::move(checked);
     }
+    void setReason(QAction* item, MenuBuilder::Text reason)
+    {
+        rule(item).reason = std::move(reason);
+    }
 
     bool allows(const QAction* item) const
     {
@@ -40,6 +44,7 @@ private:
         QPointer<QAction> item;
         MenuBuilder::Test valid;
         MenuBuilder::Test checked;
+        MenuBuilder::Text reason;
     };
 
     Rule& rule(QAction* item)
@@ -48,7 +53,7 @@ private:
             if (r.item == item)
                 return r;
         }
-        return m_rules.emplace_back(Rule{item, {}, {}});
+        return m_rules.emplace_back(Rule{item, {}, {}, {}});
     }
 
     void refresh(bool open)
@@ -61,6 +66,8 @@ private:
                 r.item->setEnabled(!open || r.valid());
             if (r.checked && open)
                 r.item->setChecked(r.checked());
+            if (r.reason && open)
+                r.item->setToolTip(r.reason());
         }
     }
 
@@ -85,6 +92,8 @@ MenuBuilder::MenuBuilder(QMenuBar* bar, const char* title)
     , m_path(QString::fromUtf8(title))
     , m_rules(new MenuRules(m_menu))
 {
+    // Only items given a reason have a tooltip to show.
+    m_menu->setToolTipsVisible(true);
 }
 
 MenuBuilder::MenuBuilder(MenuBuilder& parent, const char* title)
@@ -92,6 +101,7 @@ MenuBuilder::MenuBuilder(MenuBuilder& parent, const char* title)
     , m_path(parent.m_path + QStringLiteral(" › ") + QString::fromUtf8(title))
     , m_rules(new MenuRules(m_menu))
 {
+    m_menu->setToolTipsVisible(true);
 }
 
 QAction* MenuBuilder::make(const char* action, const char* title, const Keys& keys)
@@ -154,6 +164,11 @@ void MenuBuilder::setValid(QAction* item, Test valid)
 void MenuBuilder::setChecked(QAction* item, Test checked)
 {
     m_rules->setChecked(item, std::move(checked));
+}
+
+void MenuBuilder::setReason(QAction* item, Text reason)
+{
+    m_rules->setReason(item, std::move(reason));
 }
 
 bool MenuBuilder::hasHandler(const QAction* item)

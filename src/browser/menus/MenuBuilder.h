@@ -29,6 +29,7 @@ class MenuBuilder {
 public:
     using Run = std::function<void()>;
     using Test = std::function<bool()>;
+    using Text = std::function<QString()>;
 
     using Keys = MenuKeys;
 
@@ -50,6 +51,9 @@ public:
     void setValid(QAction* item, Test valid);
     // Checkable; checked when `checked` holds.
     void setChecked(QAction* item, Test checked);
+    // The item's tooltip, read with its rule each time the menu opens: why it is
+    // disabled, or empty for none.
+    void setReason(QAction* item, Text reason);
 
     // True for an item made with add(): something runs when it fires.
     static bool hasHandler(const QAction* item);

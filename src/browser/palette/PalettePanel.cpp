@@ -1,6 +1,7 @@
 #include "browser/palette/PalettePanel.h"
 
 #include "browser/menus/ActionRouter.h"
+#include "browser/menus/AppCommands.h"
 #include "browser/menus/CommandCatalog.h"
 #include "browser/palette/PaletteDelegate.h"
 #include "browser/palette/PaletteListModel.h"
@@ -271,13 +272,27 @@ void PalettePanel::activateSelected(Qt::KeyboardModifiers modifiers)
     const Qt::KeyboardModifiers relevant =
         modifiers & (Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier);
     if (relevant == (Qt::ControlModifier | Qt::ShiftModifier))
-        return; // the folder in the terminal: there is no terminal integration yet
-    if (relevant == Qt::ControlModifier)
+        openInTerminal(*item);
+    else if (relevant == Qt::ControlModifier)
         activate(*item, Target::OtherPane);
     else if (relevant == Qt::AltModifier)
         activate(*item, Target::NewTab);
     else if (relevant == Qt::NoModifier)
         activate(*item, Target::ActivePane);
+}
+
+// Folders only: a file, a tag or a command has no folder to open there.
+void PalettePanel::openInTerminal(const PaletteItem& item)
+{
+    if (!std::holds_alternative<PaletteItem::Folder>(item.kind) &&
+        !std::holds_alternative<PaletteItem::Path>(item.kind))
+        return;
+    const fs::path folder = item.location();
+    close();
+    if (AppCommands* apps = AppCommands::installed())
+        apps->openInTerminal(folder);
+    if (PaneView* pane = m_window.activePane())
+        pane->focusList();
 }
 
 void PalettePanel::activate(const PaletteItem& chosen, Target target)

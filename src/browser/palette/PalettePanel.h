@@ -44,6 +44,7 @@ private:
     void showSelection();
     bool handleKey(QKeyEvent* event);
     void activateSelected(Qt::KeyboardModifiers modifiers);
+    void openInTerminal(const PaletteItem& item);
     void complete();
     void focusChanged(QWidget* now);
 

@@ -16,6 +16,12 @@ IntegrationSettingsPage::IntegrationSettingsPage(QWidget* parent,
     refresh();
 }
 
+void IntegrationSettingsPage::addGroup(QWidget* group)
+{
+    auto* column = static_cast<QVBoxLayout*>(layout());
+    column->insertWidget(column->count() - 1, group); // above the stretch
+}
+
 QWidget* IntegrationSettingsPage::buildDefaultApplications()
 {
     auto* group = new QGroupBox(QStringLiteral("既定のアプリケーション"), this);

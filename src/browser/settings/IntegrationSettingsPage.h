@@ -9,13 +9,17 @@ class QCheckBox;
 class QLabel;
 
 // The "連携" tab: one switch per file kind that makes Quillo the desktop's default
-// application for it. The page stacks its groups vertically, so more can follow.
+// application for it. The page stacks its groups vertically; the application layer
+// adds its own (terminal and editor) with addGroup.
 class IntegrationSettingsPage : public QWidget {
     Q_OBJECT
 public:
     explicit IntegrationSettingsPage(
         QWidget* parent = nullptr,
         std::filesystem::path mimeAppsFile = FileHandlerRegistration::userFile());
+
+    // Places a group below the ones already there; the page takes it.
+    void addGroup(QWidget* group);
 
 protected:
     // Another program may have changed the defaults while the window was closed.

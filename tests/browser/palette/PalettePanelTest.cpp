@@ -1,6 +1,7 @@
 #include "browser/palette/PalettePanel.h"
 
 #include "browser/PaneTesting.h"
+#include "browser/menus/AppCommands.h"
 #include "browser/palette/PaletteListModel.h"
 #include "browser/window/BrowserWindow.h"
 #include "browser/window/PaneContainer.h"
@@ -13,6 +14,7 @@
 #include <QListView>
 #include <QPointer>
 
+namespace fs = std::filesystem;
 using namespace testing_pane;
 
 namespace {
@@ -118,17 +120,45 @@ TEST_F(PalettePanelTest, ModifiersOpenInTheOtherPaneOrANewTab)
     EXPECT_EQ(window->activePane()->location(), Location::folder(dir / "alpha"));
 }
 
-TEST_F(PalettePanelTest, ACommandRunsAndTheTerminalKeyDoesNothingYet)
+TEST_F(PalettePanelTest, TheTerminalKeyOpensFoldersOnly)
 {
+    struct Terminal : AppCommands {
+        void newWindow() override {}
+        void reopenClosedTab() override {}
+        bool canReopenClosedTab() const override { return false; }
+        void showSettings() override {}
+        void showAbout() override {}
+        void quit() override {}
+        void openInTerminal(const fs::path& folder) override { opened.push_back(folder); }
+        std::vector<fs::path> opened;
+    } terminal;
+    AppCommands::install(&terminal);
+    const struct Uninstall {
+        ~Uninstall() { AppCommands::install(nullptr); }
+    } uninstall;
+    go(*window->activePane(), dir / "alpha");
+    go(*window->activePane(), dir.path());
+    const auto ctrlShift = Qt::ControlModifier | Qt::ShiftModifier;
+
+    // A command is not a folder: nothing happens, and Return still runs it.
     const bool hidden = Preferences::shared().showHiddenFiles();
     PalettePanel* panel = openPalette();
     type(panel, QStringLiteral(">dotfiles"));
     ASSERT_FALSE(panel->model()->items().empty());
-    QTest::keyClick(panel->field(), Qt::Key_Return, Qt::ControlModifier | Qt::ShiftModifier);
+    QTest::keyClick(panel->field(), Qt::Key_Return, ctrlShift);
     EXPECT_TRUE(panel->isOpen());
     QTest::keyClick(panel->field(), Qt::Key_Return);
     EXPECT_FALSE(panel->isOpen());
     EXPECT_NE(Preferences::shared().showHiddenFiles(), hidden);
+
+    panel = openPalette();
+    type(panel, QStringLiteral("alpha"));
+    ASSERT_FALSE(panel->model()->items().empty());
+    ASSERT_EQ(panel->model()->items().front().location(), dir / "alpha");
+    QTest::keyClick(panel->field(), Qt::Key_Return, ctrlShift);
+    EXPECT_FALSE(panel->isOpen());
+    EXPECT_EQ(terminal.opened, std::vector<fs::path>{dir / "alpha"});
+    EXPECT_EQ(window->activePane()->location(), Location::folder(dir.path()));
 }
 
 TEST_F(PalettePanelTest, TabCompletesATypedPath)
