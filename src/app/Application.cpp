@@ -1,5 +1,6 @@
 #include "app/Application.h"
 
+#include "app/AppMaintenance.h"
 #include "app/EditorLauncher.h"
 #include "app/LegacyMigration.h"
 #include "app/SettingsWindow.h"
@@ -68,6 +69,8 @@ void bringToFront(BrowserWindow* window)
 Application::Application(QObject* parent)
     : QObject(parent)
     , m_operationsPanel(std::make_unique<OperationsPanel>(OperationsStore::shared()))
+    , m_maintenance(
+          std::make_unique<AppMaintenance>([this] { return frontWindow(); }, [this] { quit(); }))
     , m_isRunningTests(qEnvironmentVariableIsSet("QUILLO_TEST_RUN"))
     , m_quitsWithLastWindow(!m_isRunningTests)
 {
@@ -167,6 +170,8 @@ void Application::start(const std::vector<fs::path>& items, bool startedByBus)
     }
     // Items that other programs moved while we were not running.
     TagStore::shared().resolveMovedItems();
+    // The move offer, then the launch-time update check.
+    m_maintenance->startUp();
     // Hidden partial copies, half-done moves and bulk renames of a run that was killed.
     QtConcurrent::run(&WorkPools::transfers(), [] {
         const QString transfers = StagingJournal::shared().recover().alertText();
@@ -248,6 +253,14 @@ BrowserWindow* Application::keyWindow() const
     if (ordered.empty() || !m_activated.contains(ordered.front()))
         return nullptr;
     return ordered.front();
+}
+
+QWidget* Application::frontWindow() const
+{
+    if (BrowserWindow* key = keyWindow())
+        return key;
+    const std::vector<BrowserWindow*> ordered = frontToBack();
+    return ordered.empty() ? nullptr : ordered.front();
 }
 
 std::vector<BrowserWindow*> Application::frontToBack() const
@@ -494,4 +507,24 @@ bool Application::canOpenInEditor() const
 void Application::openInEditor(const std::vector<std::filesystem::path>& paths)
 {
     (void)EditorLauncher::open(paths, Preferences::shared().editorIdentifier());
+}
+
+QString Application::terminalUnavailableReason() const
+{
+    return TerminalLauncher::unavailableReason();
+}
+
+QString Application::editorUnavailableReason() const
+{
+    return EditorLauncher::unavailableReason();
+}
+
+void Application::checkForUpdates()
+{
+    m_maintenance->checkForUpdates();
+}
+
+void Application::installCommandLineTool()
+{
+    m_maintenance->installCommandLineTool();
 }

@@ -14,6 +14,8 @@
 #include <vector>
 
 class BrowserWindow;
+class AppMaintenance;
+class QWidget;
 class OperationsPanel;
 
 // The running program: its browser windows, the closed-tab stack, start-up and
@@ -79,6 +81,10 @@ public:
     void openInTerminal(const std::filesystem::path& folder) override;
     bool canOpenInEditor() const override;
     void openInEditor(const std::vector<std::filesystem::path>& paths) override;
+    QString terminalUnavailableReason() const override;
+    QString editorUnavailableReason() const override;
+    void checkForUpdates() override;
+    void installCommandLineTool() override;
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -91,9 +97,12 @@ private:
     void forget(BrowserWindow* window);
     void beginTerminating();
     std::vector<BrowserWindow*> frontToBack() const;
+    // Where alerts that belong to no window go: the key window, else the front one.
+    QWidget* frontWindow() const;
     void showGrouped(const std::vector<std::filesystem::path>& items);
 
     std::unique_ptr<OperationsPanel> m_operationsPanel;
+    std::unique_ptr<AppMaintenance> m_maintenance;
     std::vector<BrowserWindow*> m_controllers;
     std::vector<Location> m_closedTabs;
     // Which window had the focus most recently: a larger stamp is nearer the front.

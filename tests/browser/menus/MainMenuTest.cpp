@@ -24,6 +24,10 @@ public:
     void openInTerminal(const fs::path& folder) override { opened.push_back({folder}); }
     bool canOpenInEditor() const override { return appsInstalled; }
     void openInEditor(const std::vector<fs::path>& paths) override { opened.push_back(paths); }
+    QString terminalUnavailableReason() const override
+    {
+        return appsInstalled ? QString() : QStringLiteral("ターミナルがありません");
+    }
 
     bool appsInstalled = false;
     std::vector<std::vector<fs::path>> opened;
@@ -155,10 +159,12 @@ TEST_F(MainMenuTest, TerminalAndEditorTakeTheSelectionOrTheShownFolder)
     QAction* editor = menuItem(*window, "エディタで開く");
     setMenusOpen(*window, true);
     EXPECT_FALSE(terminal->isEnabled()); // nothing installed
+    EXPECT_EQ(terminal->toolTip(), "ターミナルがありません");
     app.appsInstalled = true;
     pane->listView()->clearSelection();
     setMenusOpen(*window, true);
     EXPECT_TRUE(terminal->isEnabled());
+    EXPECT_NE(terminal->toolTip(), "ターミナルがありません");
     EXPECT_FALSE(editor->isEnabled()); // no files chosen
     setMenusOpen(*window, false);
     editor->trigger(); // checks its rule again: nothing happens
