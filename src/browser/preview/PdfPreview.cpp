@@ -50,6 +50,12 @@ PdfPreview::PdfPreview(QWidget* parent)
     , m_page(new QSpinBox(this))
     , m_pageCount(new QLabel(this))
 {
+    // Qt Pdf starts the PDF library with its first document and stops it with its last.
+    // Documents are parsed on a worker, so the library would be started and stopped on
+    // different threads by turns, which it is not made for: one idle document made here
+    // keeps it started for the whole run.
+    static const QPdfDocument* const keepsLibraryStarted = new QPdfDocument;
+    Q_UNUSED(keepsLibraryStarted);
     m_view->setDocumentMargins(QMargins(8, 8, 8, 8));
     m_view->setPageSpacing(8);
     m_page->setKeyboardTracking(false);
