@@ -3,7 +3,7 @@ BUILD_DIR ?= build
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps configure build run test bench install format clean
+.PHONY: all deps configure build run test bench install bundle format clean
 
 all: build
 
@@ -34,6 +34,11 @@ install: configure
 	$(if $(PREFIX),cmake -S . -B $(BUILD_DIR) -DCMAKE_INSTALL_PREFIX=$(PREFIX))
 	cmake --build $(BUILD_DIR) -j $(JOBS)
 	cmake --install $(BUILD_DIR)
+
+# The release archive Quillo-VERSION-linux-x86_64.tar.gz from a Release build in
+# build-release (QUILLO_SIGNING_KEY=key file also signs it; see scripts/make-bundle).
+bundle: deps
+	scripts/make-bundle
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
