@@ -1,6 +1,7 @@
 // quillo-tool: the engines on the command line, for scripts and benchmarks.
 #include "ArchiveCommands.h"
 #include "CheckUpdateCommand.h"
+#include "ExchangeCommand.h"
 #include "FuzzyCommand.h"
 #include "GitStatusCommand.h"
 #include "ListCommand.h"
@@ -58,6 +59,8 @@ int main(int argc, char** argv)
         return runCompressCommand(rest);
     if (command == "expand")
         return runExpandCommand(rest);
+    if (command == "exchange")
+        return runExchangeCommand(rest);
     if (command == "check-update")
         return runCheckUpdateCommand(rest);
     printUsage();

@@ -79,6 +79,13 @@ Result<fs::path> setAside(const fs::path& file, std::string_view suffix)
     return target;
 }
 
+Result<void> exchange(const fs::path& a, const fs::path& b)
+{
+    if (::renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) != 0)
+        return std::unexpected(Error::fromErrno(errno, a));
+    return {};
+}
+
 std::string corruptSuffix()
 {
     const std::time_t now = std::time(nullptr);

@@ -22,6 +22,11 @@ Result<void> writeUnsynced(const std::filesystem::path& file, std::string_view b
 // unreadable file is kept before a new one takes its name. Returns the new path.
 Result<std::filesystem::path> setAside(const std::filesystem::path& file, std::string_view suffix);
 
+// Swaps two items of one file system in one step (renameat2 RENAME_EXCHANGE): both
+// names exist before and after, whatever happens in between. EINVAL where the file
+// system cannot do it.
+Result<void> exchange(const std::filesystem::path& a, const std::filesystem::path& b);
+
 // The suffix a damaged file is kept under: ".corrupt-" and the local time,
 // ".corrupt-20261123-231005".
 std::string corruptSuffix();

@@ -22,11 +22,17 @@ std::vector<Step> steps(const Swap& swap)
     const std::string installed = quoted(swap.installed);
     const std::string previous = quoted(BundleLocation::previousOf(swap.installed));
     const std::string staged = quoted(swap.staged);
-    // A ".previous" left by an update killed between its renames (the bundle since put
-    // back by hand) would make the first rename fail; it goes, but only when a bundle.
-    std::string setAside = "if [ -d " + installed + " ] && [ -f " + previous +
-                           "/VERSION ]; then rm -rf -- " + previous + "; fi\nmoved=0\nmv -T -- " +
-                           installed + " " + previous + " && moved=1\n";
+    // One atomic exchange through the new bundle's own tool: both names exist at every
+    // moment, the new bundle installed, the old one under the staged name.
+    std::string exchange = "swapped=0\n" + quoted(swap.staged / "bin" / "quillo-tool") +
+                           " exchange -- " + installed + " " + staged +
+                           " 2>/dev/null && swapped=1\n";
+    // Where the file system cannot exchange: two renames through ".previous". A
+    // ".previous" left by an update killed between them (the bundle since put back by
+    // hand) would make the first rename fail; it goes, but only when a bundle.
+    std::string setAside = "moved=0\nif [ \"$swapped\" = 0 ]; then\n    if [ -d " + installed +
+                           " ] && [ -f " + previous + "/VERSION ]; then rm -rf -- " + previous +
+                           "; fi\n    mv -T -- " + installed + " " + previous + " && moved=1\nfi\n";
     // The previous bundle leaves under the staged name, now free, so that a kill while
     // it is being removed leaves no half-removed ".previous" to block the next update.
     std::string moveIn = "if [ \"$moved\" = 1 ]; then\n    if mv -T -- " + staged + " " +
@@ -37,6 +43,7 @@ std::vector<Step> steps(const Swap& swap)
         RelaunchScript::launch(swap.installed / "bin" / "quillo", {"QUILLO_DEBUG_STEPS"});
     std::string cleanUp = "rm -rf -- " + staged + " " + quoted(swap.workFolder) + "\n";
     return {{"wait", RelaunchScript::waitForExit(swap.pid)},
+            {"exchange", std::move(exchange)},
             {"setAside", std::move(setAside)},
             {"moveIn", std::move(moveIn)},
             {"launch", std::move(launch)},

@@ -5,8 +5,9 @@
 #include <vector>
 
 // The /bin/sh script that replaces the installed bundle once Quillo has quit: it
-// renames the installed bundle to its ".previous" sibling, renames the staged bundle
-// (a sibling too, so both are plain renames) into its place, puts the previous one
+// exchanges the two bundles in one step with the new bundle's quillo-tool, or, where
+// the file system cannot, renames the installed bundle to its ".previous" sibling, renames the
+// staged bundle (a sibling too, so both are plain renames) into its place, puts the previous one
 // back if that fails, starts Quillo from the installed place and removes what the
 // update left. A kill at any point leaves a complete bundle: before the first rename
 // the old one is installed, between the renames it is the ".previous" sibling, after
@@ -21,7 +22,7 @@ struct Swap {
 };
 
 struct Step {
-    std::string name; // "wait", "setAside", "moveIn", "launch", "cleanUp"
+    std::string name; // "wait", "exchange", "setAside", "moveIn", "launch", "cleanUp"
     std::string text;
 };
 

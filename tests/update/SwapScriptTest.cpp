@@ -92,12 +92,13 @@ TEST(SwapScriptTest, AKillAtAnyStepLeavesABundleThatStarts)
         std::string killBefore;
         std::string installed, previous, staged; // the marker each place starts, or ""
     };
-    const Case cases[] = {{"setAside", "old", "", "new"},
+    const Case cases[] = {{"exchange", "old", "", "new"},
+                          {"setAside", "old", "", "new"},
                           {"moveIn", "", "old", "new"},
                           {"launch", "new", "", "old"},
                           {"cleanUp", "new", "", "old"}};
     for (const Case& c : cases) {
-        Update update;
+        Update update; // its bundles have no quillo-tool: the two renames do the swap
         EXPECT_EQ(update.runSteps(c.killBefore), -1) << c.killBefore;
         EXPECT_EQ(which(update.swap.installed), c.installed) << c.killBefore;
         EXPECT_EQ(which(update.previous()), c.previous) << c.killBefore;
@@ -108,6 +109,16 @@ TEST(SwapScriptTest, AKillAtAnyStepLeavesABundleThatStarts)
         else
             EXPECT_FALSE(fs::exists(update.record)) << c.killBefore;
     }
+}
+
+TEST(SwapScriptTest, TheNewBundlesToolExchangesBothInOneStep)
+{
+    Update update;
+    fs::copy_file(quilloTool(), update.swap.staged / "bin" / "quillo-tool");
+    EXPECT_EQ(update.runSteps("setAside"), -1);
+    EXPECT_EQ(which(update.swap.installed), "new");
+    EXPECT_EQ(which(update.swap.staged), "old");
+    EXPECT_FALSE(fs::exists(update.previous()));
 }
 
 TEST(SwapScriptTest, AFailedMoveInPutsThePreviousBundleBack)
