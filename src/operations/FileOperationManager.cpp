@@ -11,6 +11,7 @@
 #include "operations/FileTransfer.h"
 #include "operations/ItemOperations.h"
 #include "operations/OperationAlerts.h"
+#include "operations/PermissionChange.h"
 #include "operations/SymbolicLinks.h"
 #include "operations/TransferJob.h"
 #include "operations/UndoCommands.h"
@@ -406,5 +407,33 @@ void FileOperationManager::makeSymbolicLinks(std::vector<FileItem> items, const 
                 if (done)
                     done(made);
             });
+        });
+}
+
+void FileOperationManager::changePermissions(PermissionChange::Request request,
+                                             PrompterRef prompter,
+                                             std::function<void(PermissionChange::Outcome)> done)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    QtConcurrent::run(&WorkPools::transfers(),
+                      [request = std::move(request)] { return PermissionChange::apply(request); })
+        .then(this, [this, prompter = prompterFor(prompter),
+                     done = std::move(done)](PermissionChange::Outcome out) {
+            if (!out.changed.empty()) {
+                Paths changed;
+                for (const PermissionChange::Change& change : out.changed)
+                    changed.push_back(change.path);
+                pushUndo(new PermissionCommand(
+                    out.changed, [this](auto work) { runUndoWork(std::move(work)); }));
+                Q_EMIT foldersChanged(parentsOf(changed));
+            }
+            auto answer = [out, done] {
+                if (done)
+                    done(out);
+            };
+            if (out.failures.empty())
+                answer();
+            else
+                presentInOrder(prompter, {PermissionChange::failureAlert(out.failures)}, answer);
         });
 }

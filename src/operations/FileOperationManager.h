@@ -17,6 +17,10 @@ class QThreadPool;
 class QUndoCommand;
 class QUndoStack;
 struct UndoReport;
+namespace PermissionChange {
+struct Request;
+struct Outcome;
+} // namespace PermissionChange
 
 enum class TransferMode { copy, move };
 
@@ -80,6 +84,10 @@ public:
     // " のリンク" links to the items in `folder`; answers the links made.
     void makeSymbolicLinks(std::vector<FileItem> items, const std::filesystem::path& folder,
                            PrompterRef prompter, PathsDone done = {});
+    // Sets permission bits, folders' contents too when asked; what could not be
+    // changed is reported through the prompter. Answers what was done.
+    void changePermissions(PermissionChange::Request request, PrompterRef prompter,
+                           std::function<void(PermissionChange::Outcome)> done = {});
 
 Q_SIGNALS:
     // Folders whose contents changed (by an operation, an undo or a redo), so that
