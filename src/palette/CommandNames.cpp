@@ -74,6 +74,8 @@ const QHash<QString, QString>& englishNames()
         {"copyRelativePath:", "Copy Relative Path from Git Root"},
         {"copyShellQuotedPath:", "Copy Shell Quoted Path"},
         {"showSettings:", "Settings Preferences"},
+        {"checkForUpdates:", "Check for Updates Upgrade"},
+        {"installCommandLineTool:", "Install Command Line Tool Shell"},
         {"terminate:", "Quit"},
         {"hide:", "Hide"},
         {"performMiniaturize:", "Minimize"},

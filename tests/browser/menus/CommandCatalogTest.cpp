@@ -2,6 +2,7 @@
 
 #include "browser/PaneTesting.h"
 #include "browser/menus/ActionRouter.h"
+#include "browser/menus/AppCommands.h"
 #include "browser/window/BrowserWindow.h"
 
 #include <QMenu>
@@ -70,6 +71,27 @@ TEST_F(CommandCatalogTest, ListsRunnableMenuItemsWithPathsAndAliases)
     EXPECT_FALSE(find(commands, "togglePalette:"));
     EXPECT_FALSE(find(commands, "openInTerminal:"));
     EXPECT_FALSE(find(commands, "arrangeInFront:"));
+}
+
+TEST_F(CommandCatalogTest, EveryCommandCanBeFoundInEnglish)
+{
+    struct App : AppCommands {
+        void newWindow() override {}
+        void reopenClosedTab() override {}
+        bool canReopenClosedTab() const override { return true; }
+        void showSettings() override {}
+        void showAbout() override {}
+        void quit() override {}
+    } app;
+    AppCommands::install(&app);
+    // The application's items are made with the window's menus.
+    auto* withApp = new BrowserWindow(PaneLayout::onePane(Location::folder(dir.path()).toText()));
+    const auto commands = CommandCatalog::collect(withApp);
+    AppCommands::install(nullptr);
+    EXPECT_TRUE(find(commands, "checkForUpdates:"));
+    for (const PaletteCommand& command : commands)
+        EXPECT_GE(command.searchAliases.size(), 2) << command.action.toStdString();
+    delete withApp;
 }
 
 TEST_F(CommandCatalogTest, ARefusedItemAppearsOnceItsTargetAcceptsIt)
