@@ -10,6 +10,7 @@ const QString kSortKey = QStringLiteral("sortKey");
 const QString kSortAscending = QStringLiteral("sortAscending");
 const QString kFolderSizes = QStringLiteral("calculateFolderSizes");
 const QString kColorFolders = QStringLiteral("colorFoldersByTag");
+const QString kMirrorTags = QStringLiteral("mirrorTagsToExtendedAttributes");
 const QString kVimKeys = QStringLiteral("vimKeyBindings");
 const QString kConfirmPaneTransfer = QStringLiteral("confirmPaneTransfer");
 const QString kCheckForUpdates = QStringLiteral("checkForUpdates");
@@ -147,6 +148,15 @@ bool Preferences::colorFoldersByTag() const
 void Preferences::setColorFoldersByTag(bool on)
 {
     setBool(kColorFolders, on, true, true);
+}
+
+bool Preferences::mirrorTagsToAttributes() const
+{
+    return boolValue(kMirrorTags, true);
+}
+void Preferences::setMirrorTagsToAttributes(bool on)
+{
+    setBool(kMirrorTags, on, true, false);
 }
 
 bool Preferences::vimKeyBindings() const

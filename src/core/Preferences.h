@@ -25,6 +25,10 @@ public:
     bool colorFoldersByTag() const;
     void setColorFoldersByTag(bool on);
 
+    // Tags also written to each item's "user.xdg.tags" extended attribute.
+    bool mirrorTagsToAttributes() const;
+    void setMirrorTagsToAttributes(bool on);
+
     bool vimKeyBindings() const;
     void setVimKeyBindings(bool on);
 
