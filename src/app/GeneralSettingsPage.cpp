@@ -34,6 +34,11 @@ GeneralSettingsPage::GeneralSettingsPage(QWidget* parent)
     addSetting(
         QStringLiteral("フォルダをタグの色で表示"), QStringLiteral("colorFoldersByTag"),
         [&p] { return p.colorFoldersByTag(); }, [&p](bool on) { p.setColorFoldersByTag(on); });
+    addSetting(
+        QStringLiteral("タグをファイルの拡張属性（user.xdg.tags）にも書き込む"),
+        QStringLiteral("mirrorTagsToExtendedAttributes"),
+        [&p] { return p.mirrorTagsToAttributes(); },
+        [&p](bool on) { p.setMirrorTagsToAttributes(on); });
     addHistoryButtons();
     layout->addStretch(1);
     // A menu or a dialog elsewhere may change the same keys while this page is open.

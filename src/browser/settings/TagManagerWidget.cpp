@@ -4,8 +4,11 @@
 #include "browser/operations/NamePrompt.h"
 #include "browser/tags/TagColorPicker.h"
 #include "browser/tags/TagTreeModel.h"
+#include "core/PathText.h"
+#include "core/WorkPools.h"
 #include "tags/TagStore.h"
 
+#include <QFileDialog>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
@@ -13,6 +16,7 @@
 #include <QPushButton>
 #include <QTreeView>
 #include <QVBoxLayout>
+#include <QtConcurrent>
 #include <functional>
 
 namespace {
@@ -25,6 +29,30 @@ Alert deleteAlert(const QString& name)
     alert.buttons = {QStringLiteral("削除"), QStringLiteral("キャンセル")};
     alert.destructiveButton = 0;
     alert.defaultButton = 1;
+    alert.escapeButton = 1;
+    return alert;
+}
+
+constexpr int kListedNames = 20; // more would not fit the question
+
+Alert importAlert(const std::vector<TagAttributeMirror::Candidate>& candidates)
+{
+    QStringList lines;
+    for (const auto& candidate : candidates) {
+        if (lines.size() == kListedNames) {
+            lines << QStringLiteral("ほか %1 個").arg(candidates.size() - kListedNames);
+            break;
+        }
+        lines << QStringLiteral("%1（%2 項目）").arg(candidate.name).arg(candidate.items.size());
+    }
+    Alert alert;
+    alert.style = Alert::Style::informational;
+    alert.message =
+        QStringLiteral("拡張属性に、まだないタグが %1 個見つかりました。読み込みますか？")
+            .arg(candidates.size());
+    alert.informativeText = lines.join(u'\n');
+    alert.buttons = {QStringLiteral("読み込む"), QStringLiteral("キャンセル")};
+    alert.defaultButton = 0;
     alert.escapeButton = 1;
     return alert;
 }
@@ -49,7 +77,11 @@ TagManagerWidget::TagManagerWidget(TagStore& store, QWidget* parent)
     updateButtons();
 }
 
-TagManagerWidget::~TagManagerWidget() = default;
+TagManagerWidget::~TagManagerWidget()
+{
+    if (m_importCancelled)
+        m_importCancelled->store(true);
+}
 
 void TagManagerWidget::buildWidgets()
 {
@@ -79,6 +111,7 @@ void TagManagerWidget::buildWidgets()
     m_color->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     m_color->setAutoRaise(false);
     m_delete = new QPushButton(QStringLiteral("削除…"), this);
+    m_import = new QPushButton(QStringLiteral("拡張属性からタグを読み込む…"), this);
 
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(m_new);
@@ -91,10 +124,15 @@ void TagManagerWidget::buildWidgets()
     layout->addWidget(m_view, 1);
     layout->addWidget(m_message);
     layout->addLayout(buttons);
+    auto* more = new QHBoxLayout;
+    more->addWidget(m_import);
+    more->addStretch(1);
+    layout->addLayout(more);
     setTabOrder(m_view, m_new);
     setTabOrder(m_new, m_rename);
     setTabOrder(m_rename, m_color);
     setTabOrder(m_color, m_delete);
+    setTabOrder(m_delete, m_import);
 }
 
 void TagManagerWidget::connectSignals()
@@ -111,6 +149,7 @@ void TagManagerWidget::connectSignals()
     connect(m_new, &QPushButton::clicked, this, &TagManagerWidget::newTag);
     connect(m_rename, &QPushButton::clicked, this, &TagManagerWidget::renameCurrent);
     connect(m_delete, &QPushButton::clicked, this, &TagManagerWidget::deleteCurrent);
+    connect(m_import, &QPushButton::clicked, this, &TagManagerWidget::importFromAttributes);
     connect(m_color, &TagColorPicker::colorChosen, this, [this](const QString& color) {
         if (const QUuid id = currentID(); !id.isNull())
             m_store.setColor(id, color);
@@ -250,6 +289,55 @@ void TagManagerWidget::indentCurrent()
         m_view->expand(m_model->indexOf(above));
         showMessage({});
     }
+}
+
+void TagManagerWidget::importFromAttributes()
+{
+    const QString folder =
+        QFileDialog::getExistingDirectory(this, QStringLiteral("タグを読み込むフォルダを選択"),
+                                          PathText::display(PathText::homeFolder()));
+    if (!folder.isEmpty())
+        importFrom(PathText::fromText(folder));
+}
+
+void TagManagerWidget::importFrom(const std::filesystem::path& folder)
+{
+    if (m_importCancelled)
+        m_importCancelled->store(true);
+    auto cancelled = std::make_shared<std::atomic<bool>>(false);
+    m_importCancelled = cancelled;
+    m_import->setEnabled(false);
+    showMessage(QStringLiteral("拡張属性を読み込んでいます…"));
+    // A whole tree: long work, on the pool of file walks.
+    QtConcurrent::run(&WorkPools::fileIndex(), [folder, cancelled] {
+        return TagAttributeMirror::scan(folder, *cancelled);
+    }).then(this, [this, cancelled](std::vector<TagAttributeMirror::Candidate> found) {
+        if (cancelled != m_importCancelled)
+            return; // a later scan replaced this one
+        m_importCancelled.reset();
+        m_import->setEnabled(true);
+        Q_EMIT importScanned();
+        offerImport(TagAttributeMirror::unknownTo(m_store, std::move(found)));
+    });
+}
+
+void TagManagerWidget::offerImport(std::vector<TagAttributeMirror::Candidate> candidates)
+{
+    if (candidates.empty()) {
+        showMessage(QStringLiteral("拡張属性に、まだないタグは見つかりませんでした。"));
+        return;
+    }
+    showMessage({});
+    if (!m_prompter)
+        m_prompter = std::make_unique<DialogPrompter>(window());
+    const Alert alert = importAlert(candidates);
+    m_prompter->present(alert, [this, guard = QPointer(this),
+                                candidates = std::move(candidates)](Alert::Response answer) {
+        if (!guard || answer.button != 0)
+            return;
+        TagAttributeMirror::importTags(m_store, candidates);
+        showMessage(QStringLiteral("%1 個のタグを読み込みました。").arg(candidates.size()));
+    });
 }
 
 bool TagManagerWidget::eventFilter(QObject* watched, QEvent* event)

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "tags/TagAttributeMirror.h"
+
 #include <QSet>
 #include <QUuid>
 #include <QWidget>
+#include <atomic>
+#include <filesystem>
 #include <memory>
 
 class Prompter;
@@ -16,7 +20,8 @@ class TagTreeModel;
 // The タグ page of the settings window: the tag tree with new, rename (F2),
 // colour and delete; drag and drop or Ctrl+arrow keys move tags within the tree.
 // The favourites tag can only be recoloured and reordered. It follows the store,
-// keeping expansion and selection.
+// keeping expansion and selection. Tags that other programs left in the
+// "user.xdg.tags" attributes of a folder's items can be imported.
 class TagManagerWidget : public QWidget {
     Q_OBJECT
 public:
@@ -45,6 +50,15 @@ public:
     void outdentCurrent();
     // Under the sibling above, as its last child.
     void indentCurrent();
+    // Asks for a folder, then imports from it.
+    void importFromAttributes();
+    // Scans the folder off the main thread, lists the names no tag has yet with
+    // their numbers of items, and on confirmation creates and assigns them.
+    void importFrom(const std::filesystem::path& folder);
+
+Q_SIGNALS:
+    // The scan of importFrom() is over (before anything is asked).
+    void importScanned();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -56,6 +70,7 @@ private:
     void restoreViewState();
     void updateButtons();
     void showMessage(const QString& text);
+    void offerImport(std::vector<TagAttributeMirror::Candidate> candidates);
 
     TagStore& m_store;
     TagTreeModel* m_model = nullptr;
@@ -65,6 +80,8 @@ private:
     QPushButton* m_rename = nullptr;
     TagColorPicker* m_color = nullptr;
     QPushButton* m_delete = nullptr;
+    QPushButton* m_import = nullptr;
+    std::shared_ptr<std::atomic<bool>> m_importCancelled; // set when the page goes
     std::unique_ptr<Prompter> m_prompter;
     QSet<QUuid> m_collapsed; // kept across rebuilds of the tree
     QUuid m_current;

@@ -4,6 +4,7 @@
 #include "files/FileNode.h"
 #include "operations/FileOperationManager.h"
 #include "palette/FolderHistory.h"
+#include "tags/TagAttributeMirror.h"
 #include "tags/TagStore.h"
 
 #include <QDateTime>
@@ -32,6 +33,9 @@ void install(TagStore& store)
         return FolderHistory::shared().mostFrecentFolders(kSearchedFolders,
                                                           QDateTime::currentDateTimeUtc());
     });
+    // Owned by the store, one per store however often this runs.
+    if (!store.findChild<TagAttributeMirror*>(QString(), Qt::FindDirectChildrenOnly))
+        new TagAttributeMirror(store, &store);
 }
 
 } // namespace TagIntegration

@@ -3,11 +3,13 @@
 #include "browser/WindowTesting.h"
 #include "browser/tags/TagTreeModel.h"
 #include "operations/Alert.h"
+#include "platform/ExtendedAttributes.h"
 #include "tags/TagStore.h"
 
 #include <QLabel>
 #include <QMimeData>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTreeView>
 
 namespace fs = std::filesystem;
@@ -240,6 +242,47 @@ TEST_F(TagManagerWidgetTest, FollowsTheStoreKeepingSelectionAndCollapsedBranches
     EXPECT_EQ(nameOf(widget.currentID()), QStringLiteral("Work/New"));
     EXPECT_FALSE(widget.createTag(QStringLiteral("work/new")));
     EXPECT_EQ(widget.message()->text(), QStringLiteral("同じ名前のタグがすでにあります。"));
+}
+
+TEST_F(TagManagerWidgetTest, ImportsUnknownNamesFromExtendedAttributesWhenConfirmed)
+{
+    const char* attribute = TagAttributeMirror::attributeName;
+    const fs::path a = dir.file("in/a.txt");
+    const fs::path b = dir.file("in/sub/b.txt");
+    if (const auto written = ExtendedAttributes::write(a, attribute, "Work,Fresh"); !written)
+        GTEST_SKIP() << "the temporary folder has no user extended attributes";
+    ASSERT_TRUE(ExtendedAttributes::write(b, attribute, "fresh,Old/New"));
+    make("Work");
+    ScriptedPrompter& prompter = scripted();
+    QSignalSpy scanned(&widget, &TagManagerWidget::importScanned);
+    const auto scan = [&] {
+        const auto before = scanned.size();
+        widget.importFrom(dir / "in");
+        ASSERT_TRUE(QTest::qWaitFor([&] { return scanned.size() > before; }));
+    };
+
+    prompter.answers = {1};
+    scan();
+    ASSERT_EQ(prompter.asked.size(), 1);
+    const Alert& alert = prompter.asked.first();
+    EXPECT_EQ(alert.buttons,
+              QStringList({QStringLiteral("読み込む"), QStringLiteral("キャンセル")}));
+    EXPECT_TRUE(alert.message.contains(u'2'));
+    EXPECT_EQ(alert.informativeText, QStringLiteral("Fresh（2 項目）\nOld/New（1 項目）"));
+    EXPECT_FALSE(store.tagNamed("Fresh"));
+
+    prompter.answers = {0};
+    scan();
+    ASSERT_EQ(prompter.asked.size(), 2);
+    const auto fresh = store.tagNamed("Fresh");
+    ASSERT_TRUE(fresh && store.tagNamed("Old/New"));
+    EXPECT_EQ(store.urls(fresh->id, false), std::vector<fs::path>({a, b}));
+    EXPECT_EQ(names(store.explicitTags(b)), QStringList({"Fresh", "Old/New"}));
+
+    scan(); // nothing new is left
+    EXPECT_EQ(prompter.asked.size(), 2);
+    EXPECT_EQ(widget.message()->text(),
+              QStringLiteral("拡張属性に、まだないタグは見つかりませんでした。"));
 }
 
 } // namespace
