@@ -1,6 +1,7 @@
 #include "app/CommandLineTool.h"
 
 #include "core/ShellQuote.h"
+#include "support/ScriptedPrompter.h"
 #include "support/TempDir.h"
 #include "support/ToolRun.h"
 
@@ -18,22 +19,6 @@ using Args = std::vector<std::string>;
 
 const Args hostile{"it's",       "say \"hi\"", "back\\slash", "line\nbreak", "trail\n\n",
                    "$(touch x)", "`touch y`",  "-n",          "-",           "with space"};
-
-// Answers from a queue (then with the default button), one event-loop turn later.
-class ScriptedPrompter : public Prompter {
-public:
-    std::deque<int> answers;
-    std::vector<Alert> shown;
-
-    void present(const Alert& alert, std::function<void(Alert::Response)> done) override
-    {
-        shown.push_back(alert);
-        const int button = answers.empty() ? alert.defaultButton : answers.front();
-        if (!answers.empty())
-            answers.pop_front();
-        QTimer::singleShot(0, [done, button] { done({button, false}); });
-    }
-};
 
 class CommandLineToolTest : public ::testing::Test {
 public:
@@ -175,7 +160,7 @@ TEST_F(CommandLineToolTest, AForeignQuilloIsReplacedOnlyWhenAllowed)
 {
     const CommandLineTool::Inputs given = inputs();
     const fs::path file = dir.file("home/.local/bin/quillo", "#!/bin/sh\necho mine\n");
-    prompter->answers = {1};
+    prompter->answerWith({1});
     EXPECT_FALSE(install(given));
     EXPECT_EQ(readFile(file), "#!/bin/sh\necho mine\n");
     ASSERT_EQ(prompter->shown.size(), 1u);
@@ -183,7 +168,7 @@ TEST_F(CommandLineToolTest, AForeignQuilloIsReplacedOnlyWhenAllowed)
     EXPECT_EQ(prompter->shown[0].defaultButton, 1);
 
     prompter->shown.clear();
-    prompter->answers = {0, 0};
+    prompter->answerWith({0, 0});
     EXPECT_TRUE(install(given));
     EXPECT_EQ(readFile(file), CommandLineTool::script(given.binary));
     EXPECT_EQ(prompter->shown.size(), 2u);

@@ -2,6 +2,7 @@
 
 #include "core/Preferences.h"
 #include "support/LoopbackHttpServer.h"
+#include "support/ScriptedPrompter.h"
 #include "support/TempDir.h"
 #include "update/UpdateAlerts.h"
 
@@ -19,21 +20,6 @@ QByteArray manifest(const char* version)
     return QByteArray(R"({"version":")") + version +
            R"(","download":"https://example.org/Quillo.tar.gz"})";
 }
-
-class ScriptedPrompter : public Prompter {
-public:
-    std::deque<int> answers; // buttons; the default one when empty
-    std::vector<Alert> shown;
-
-    void present(const Alert& alert, std::function<void(Alert::Response)> done) override
-    {
-        shown.push_back(alert);
-        const int button = answers.empty() ? alert.defaultButton : answers.front();
-        if (!answers.empty())
-            answers.pop_front();
-        QTimer::singleShot(0, [done, button] { done({button, false}); });
-    }
-};
 
 // Takes the URLs that would go to the browser.
 class UrlCatcher : public QObject {
@@ -80,8 +66,8 @@ TEST(UpdateControllerTest, SkippedVersionIsSilentAtLaunchOnly)
     Fixture f;
     ASSERT_TRUE(isNewer("2.0", UpdateChecker::currentVersion()));
     f.server.route("/version.json", 200, manifest("2.0"));
-    f.prompter.answers = {UpdateAlerts::skipButton, UpdateAlerts::laterButton,
-                          UpdateAlerts::laterButton};
+    f.prompter.answerWith(
+        {UpdateAlerts::skipButton, UpdateAlerts::laterButton, UpdateAlerts::laterButton});
     EXPECT_TRUE(f.check(false));
     EXPECT_EQ(Preferences::shared().skippedUpdateVersion(), "2.0");
     EXPECT_FALSE(f.check(false));

@@ -4,6 +4,7 @@
 #include "core/Preferences.h"
 #include "core/ShellQuote.h"
 #include "platform/DesktopApps.h"
+#include "support/ScriptedPrompter.h"
 #include "support/TempDir.h"
 
 #include <QTest>
@@ -21,23 +22,6 @@ using Strings = std::vector<std::string>;
 
 const QString kAfterMove =
     "\n移動すると Quillo を開き直します。設定・タグ・履歴はそのまま使えます。";
-
-// Answers from a queue (then with the default button), one event-loop turn later.
-class ScriptedPrompter : public Prompter {
-public:
-    std::deque<Alert::Response> answers;
-    std::vector<Alert> shown;
-
-    void present(const Alert& alert, std::function<void(Alert::Response)> done) override
-    {
-        shown.push_back(alert);
-        const Alert::Response answer =
-            answers.empty() ? Alert::Response{alert.defaultButton, false} : answers.front();
-        if (!answers.empty())
-            answers.pop_front();
-        QTimer::singleShot(0, [done, answer] { done(answer); });
-    }
-};
 
 class ScopedVariable {
 public:
