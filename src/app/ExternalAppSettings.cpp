@@ -6,15 +6,8 @@
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QCoreApplication>
-#include <QDialog>
-#include <QDialogButtonBox>
 #include <QFormLayout>
-#include <QKeyEvent>
 #include <QLabel>
-#include <QLineEdit>
-#include <QListWidget>
-#include <QPushButton>
 #include <QSignalBlocker>
 #include <QStandardItemModel>
 #include <QVBoxLayout>
@@ -167,72 +160,7 @@ const std::vector<DesktopApps::Application>& ExternalAppSettings::applications()
 
 void ExternalAppSettings::chooseOther(Choice& choice)
 {
-    auto* dialog = new QDialog(this);
-    dialog->setObjectName(QStringLiteral("applicationChooser"));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setWindowTitle(otherAppTitle());
-    m_search = new QLineEdit(dialog);
-    m_search->setPlaceholderText(QStringLiteral("名前で絞り込む"));
-    m_search->installEventFilter(this);
-    m_results = new QListWidget(dialog);
-    for (const DesktopApps::Application& app : applications()) {
-        auto* row = new QListWidgetItem(app.name, m_results);
-        row->setData(Qt::UserRole, app.id);
-        row->setToolTip(app.id);
-    }
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, dialog);
-    buttons->button(QDialogButtonBox::Ok)->setText(QStringLiteral("選択"));
-    buttons->button(QDialogButtonBox::Ok)->setDefault(true);
-    buttons->button(QDialogButtonBox::Cancel)->setText(QStringLiteral("キャンセル"));
-    connect(buttons, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::reject);
-    connect(m_results, &QListWidget::itemActivated, dialog, &QDialog::accept);
-    connect(m_search, &QLineEdit::textChanged, this, &ExternalAppSettings::filterChooser);
     Choice* target = &choice;
-    connect(dialog, &QDialog::accepted, this, [this, target] {
-        QListWidgetItem* chosen = m_results ? m_results->currentItem() : nullptr;
-        if (chosen && !chosen->isHidden())
-            target->store(chosen->data(Qt::UserRole).toString());
-    });
-    auto* layout = new QVBoxLayout(dialog);
-    layout->addWidget(m_search);
-    layout->addWidget(m_results);
-    layout->addWidget(buttons);
-    filterChooser({});
-    dialog->setWindowModality(Qt::WindowModal);
-    dialog->resize(420, 480);
-    dialog->open();
-    m_search->setFocus();
-}
-
-void ExternalAppSettings::filterChooser(const QString& text)
-{
-    if (!m_results)
-        return;
-    QListWidgetItem* first = nullptr;
-    for (int row = 0; row < m_results->count(); ++row) {
-        QListWidgetItem* item = m_results->item(row);
-        const bool shown = item->text().contains(text, Qt::CaseInsensitive) ||
-                           item->data(Qt::UserRole).toString().contains(text, Qt::CaseInsensitive);
-        item->setHidden(!shown);
-        if (shown && !first)
-            first = item;
-    }
-    QListWidgetItem* current = m_results->currentItem();
-    if (!current || current->isHidden())
-        m_results->setCurrentItem(first);
-}
-
-// The search field keeps the focus; the arrows walk the list beneath it.
-bool ExternalAppSettings::eventFilter(QObject* watched, QEvent* event)
-{
-    if (watched == m_search && m_results && event->type() == QEvent::KeyPress) {
-        const int key = static_cast<QKeyEvent*>(event)->key();
-        if (key == Qt::Key_Up || key == Qt::Key_Down || key == Qt::Key_PageUp ||
-            key == Qt::Key_PageDown) {
-            QCoreApplication::sendEvent(m_results, event);
-            return true;
-        }
-    }
-    return QGroupBox::eventFilter(watched, event);
+    m_chooser = ApplicationChooser::choose(this, otherAppTitle(), applications(),
+                                           [target](const QString& id) { target->store(id); });
 }

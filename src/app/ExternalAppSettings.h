@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/ExternalApp.h"
+#include "browser/apps/ApplicationChooser.h"
 #include "platform/DesktopApps.h"
 
 #include <QGroupBox>
@@ -26,15 +27,14 @@ public:
     QComboBox* terminalList() const { return m_terminal.box; }
     QComboBox* editorList() const { return m_editor.box; }
     // The application chooser of "その他のアプリを選ぶ…" while it is open.
-    QLineEdit* chooserSearchField() const { return m_search; }
-    QListWidget* chooserList() const { return m_results; }
+    QLineEdit* chooserSearchField() const { return m_chooser ? m_chooser->searchField() : nullptr; }
+    QListWidget* chooserList() const { return m_chooser ? m_chooser->list() : nullptr; }
 
     static QString otherAppTitle() { return QStringLiteral("その他のアプリを選ぶ…"); }
     static QString notInstalledSuffix() { return QStringLiteral("（未インストール）"); }
 
 protected:
     void showEvent(QShowEvent* event) override;
-    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     struct Choice {
@@ -51,7 +51,6 @@ private:
     void fill(Choice& choice);
     void activated(Choice& choice, int index);
     void chooseOther(Choice& choice);
-    void filterChooser(const QString& text);
     const std::vector<DesktopApps::Application>& applications();
 
     Choice m_terminal;
@@ -60,6 +59,5 @@ private:
     // Every application, read when the chooser first opens during a showing.
     std::optional<std::vector<DesktopApps::Application>> m_applications;
     bool m_lookedSinceShown = false;
-    QPointer<QLineEdit> m_search;
-    QPointer<QListWidget> m_results;
+    QPointer<ApplicationChooser> m_chooser;
 };

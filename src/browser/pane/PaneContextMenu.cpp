@@ -1,8 +1,12 @@
 #include "browser/pane/PaneContextMenu.h"
 
+#include "browser/apps/OpenWithMenu.h"
 #include "browser/menus/ActionRouter.h"
+#include "browser/operations/DialogPrompter.h"
+#include "browser/pane/FileListModel.h"
 #include "browser/pane/FileTreeView.h"
 #include "browser/pane/PaneView.h"
+#include "files/FileNode.h"
 
 #include <QMenu>
 #include <QPointer>
@@ -73,13 +77,37 @@ void PaneContextMenu::open(const QPoint& at)
         list->clearSelection();
     auto* menu = new QMenu(list);
     menu->setAttribute(Qt::WA_DeleteOnClose);
-    if (list->selectionModel()->hasSelection())
+    if (list->selectionModel()->hasSelection()) {
         addCommands(*menu, m_pane.window(), kItemCommands);
-    else
+        addOpenWith(*menu);
+    } else
         addCommands(*menu, m_pane.window(), kFolderCommands);
     if (menu->isEmpty()) {
         delete menu;
         return;
     }
     menu->popup(list->viewport()->mapToGlobal(at));
+}
+
+// Right after 開く, for files only: a folder opens in Quillo itself.
+void PaneContextMenu::addOpenWith(QMenu& menu)
+{
+    std::vector<std::filesystem::path> files;
+    for (const QModelIndex& index : m_pane.listView()->selectionModel()->selectedRows()) {
+        const FileNode* node = m_pane.model()->nodeForIndex(index);
+        if (!node || node->entry.isFolder)
+            return;
+        files.push_back(node->entry.path());
+    }
+    if (files.empty())
+        return;
+    QWidget* window = m_pane.window();
+    auto* openWith = new OpenWithMenu(
+        std::move(files), window, [window] { return std::make_shared<DialogPrompter>(window); },
+        &menu);
+    const QList<QAction*> items = menu.actions();
+    QAction* open = ActionRouter::target(QStringLiteral("openSelection:"), window);
+    const qsizetype at = items.indexOf(open);
+    menu.insertMenu(at >= 0 && at + 1 < items.size() ? items[at + 1] : nullptr, openWith)
+        ->setObjectName(QStringLiteral("openWith"));
 }

@@ -3,6 +3,7 @@
 #include <QObject>
 
 class PaneView;
+class QMenu;
 class QPoint;
 
 // The list's context menu: the window's own menu items that apply to what was
@@ -16,6 +17,7 @@ public:
 
 private:
     void open(const QPoint& at);
+    void addOpenWith(QMenu& menu);
 
     PaneView& m_pane;
 };
