@@ -1,8 +1,11 @@
 #include "browser/apps/OpenWithMenu.h"
 
+#include "browser/apps/ApplicationChooser.h"
 #include "platform/DesktopApps.h"
 #include "support/TempDir.h"
 
+#include <QLineEdit>
+#include <QListWidget>
 #include <QTest>
 #include <QWidget>
 #include <filesystem>
@@ -161,6 +164,20 @@ TEST_F(OpenWithMenuTest, ChoosingOneOpensEveryFileWithIt)
     item(*menu, "Alpha Viewer")->trigger();
     EXPECT_EQ(recorded("alpha"), odd.native() + "\n" + plain.native() + "\n");
     EXPECT_TRUE(prompter->shown.empty());
+}
+
+TEST_F(OpenWithMenuTest, AnyOtherApplicationThroughTheChooser)
+{
+    const fs::path file = dir.file("notes.txt");
+    window.show();
+    auto menu = menuFor({file});
+    item(*menu, OpenWithMenu::otherTitle())->trigger();
+    auto* chooser = window.findChild<ApplicationChooser*>();
+    ASSERT_TRUE(chooser);
+    EXPECT_TRUE(chooser->list()->findItems("Quillo", Qt::MatchExactly).isEmpty());
+    QTest::keyClicks(chooser->searchField(), "beta");
+    QTest::keyClick(chooser->searchField(), Qt::Key_Return);
+    EXPECT_EQ(recorded("beta"), file.native() + "\n");
 }
 
 TEST_F(OpenWithMenuTest, AlwaysSetsTheDefaultKeepingTheRestOfTheListThenOpens)
