@@ -74,6 +74,7 @@ TEST_F(SettingsWindowTest, CheckboxesWriteAndFollowPreferences)
         {"checkForUpdates", [&] { return p.checkForUpdates(); }},
         {"colorFoldersByTag", [&] { return p.colorFoldersByTag(); }},
         {"openTerminalInNewTab", [&] { return p.openTerminalInNewTab(); }},
+        {"mirrorTagsToExtendedAttributes", [&] { return p.mirrorTagsToAttributes(); }},
     };
     for (const auto& [name, read] : settingsShown) {
         SCOPED_TRACE(name);
