@@ -10,6 +10,7 @@
 #include "operations/FileNaming.h"
 #include "operations/FileTransfer.h"
 #include "operations/ItemOperations.h"
+#include "operations/LinkTargetChange.h"
 #include "operations/OperationAlerts.h"
 #include "operations/PermissionChange.h"
 #include "operations/SymbolicLinks.h"
@@ -435,5 +436,32 @@ void FileOperationManager::changePermissions(PermissionChange::Request request,
                 answer();
             else
                 presentInOrder(prompter, {PermissionChange::failureAlert(out.failures)}, answer);
+        });
+}
+
+void FileOperationManager::changeLinkTarget(const fs::path& link, const fs::path& target,
+                                            PrompterRef prompter, std::function<void(bool)> done)
+{
+    QUILLO_ASSERT_MAIN_THREAD();
+    const fs::path path = PathText::standardized(link);
+    QtConcurrent::run([path, target] { return LinkTargetChange::retarget(path, target); })
+        .then(this, [this, path, target, prompter = prompterFor(prompter),
+                     done = std::move(done)](Result<fs::path> old) {
+            const auto answer = [done, ok = old.has_value()] {
+                if (done)
+                    done(ok);
+            };
+            if (!old) {
+                Alert alert = message(QStringLiteral("「%1」のリンク先を変更できませんでした。")
+                                          .arg(PathText::displayName(path)));
+                alert.style = Alert::Style::critical;
+                alert.informativeText = old.error().description();
+                presentInOrder(prompter, {alert}, answer);
+                return;
+            }
+            pushUndo(new LinkTargetCommand(path, *old, target,
+                                           [this](auto work) { runUndoWork(std::move(work)); }));
+            Q_EMIT foldersChanged({PathText::parent(path)});
+            answer();
         });
 }

@@ -88,6 +88,9 @@ public:
     // changed is reported through the prompter. Answers what was done.
     void changePermissions(PermissionChange::Request request, PrompterRef prompter,
                            std::function<void(PermissionChange::Outcome)> done = {});
+    // Points a symbolic link at another target; answers whether it was done.
+    void changeLinkTarget(const std::filesystem::path& link, const std::filesystem::path& target,
+                          PrompterRef prompter, std::function<void(bool)> done = {});
 
 Q_SIGNALS:
     // Folders whose contents changed (by an operation, an undo or a redo), so that
