@@ -70,5 +70,5 @@ void FileManager1Service::ShowItems(const QStringList& uris, const QString&)
 
 void FileManager1Service::ShowItemProperties(const QStringList& uris, const QString&)
 {
-    Q_EMIT itemsRequested(pathsOf(uris));
+    Q_EMIT propertiesRequested(pathsOf(uris));
 }

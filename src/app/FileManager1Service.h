@@ -28,12 +28,13 @@ public:
 public Q_SLOTS:
     Q_SCRIPTABLE void ShowFolders(const QStringList& uris, const QString& startupId);
     Q_SCRIPTABLE void ShowItems(const QStringList& uris, const QString& startupId);
-    // There is no information panel: the items are shown selected, as ShowItems does.
     Q_SCRIPTABLE void ShowItemProperties(const QStringList& uris, const QString& startupId);
 
 Q_SIGNALS:
     void foldersRequested(const std::vector<std::filesystem::path>& folders);
     void itemsRequested(const std::vector<std::filesystem::path>& items);
+    // 情報を見る for the items.
+    void propertiesRequested(const std::vector<std::filesystem::path>& items);
 
 private:
     QDBusConnection m_bus;

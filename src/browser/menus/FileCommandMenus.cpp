@@ -1,5 +1,6 @@
 #include "browser/menus/FileCommandMenus.h"
 
+#include "browser/info/InfoWindows.h"
 #include "browser/menus/AppCommands.h"
 #include "browser/menus/GoMenu.h"
 #include "browser/menus/MenuBuilder.h"
@@ -214,7 +215,7 @@ void addItemCommands(MenuBuilder& m, BrowserWindow& w)
     m.setValid(m.add("bulkRename:", "一括で名前を変更…", {},
                      onActions(w, [](PaneFileActions& a) { a.bulkRename(); })),
                hasSelection);
-    m.addUnavailable("showInfo:", "情報を見る", {"Ctrl+I"});
+    m.add("showInfo:", "情報を見る", {"Ctrl+I"}, [&w] { InfoWindows::open(pathsToCopy(w), &w); });
     m.add("duplicate:", "複製", {"Ctrl+D"},
           onActions(w, [](PaneFileActions& a) { a.duplicate(); }));
     m.setValid(m.add("makeSymbolicLink:", "シンボリックリンクを作成", {},
