@@ -4,6 +4,7 @@
 #include "core/Preferences.h"
 #include "core/WorkPools.h"
 #include "platform/AtomicFile.h"
+#include "platform/DirectoryScanner.h"
 #include "platform/FileCopier.h"
 #include "platform/Trash.h"
 #include "update/RelaunchScript.h"
@@ -184,7 +185,10 @@ Outcome moveAndRelaunch(const AppMover::Setup& setup, bool keepOriginal)
     if (!outcome.placed)
         return outcome;
     const fs::path binary = *outcome.placed / "bin" / "quillo";
-    const std::string entry = AppMover::desktopEntry(bundledEntry(*outcome.placed), binary);
+    const fs::path icon =
+        *outcome.placed / "share/icons/hicolor/scalable/apps/app.quillo.Quillo.svg";
+    const std::string entry = AppMover::desktopEntry(
+        bundledEntry(*outcome.placed), binary, DirectoryScanner::exists(icon) ? icon : fs::path());
     if (auto written = AtomicFile::write(setup.entryFolder / kEntryName, entry); !written)
         qWarning("Quillo: the desktop entry could not be written: %s",
                  qPrintable(written.error().description()));
@@ -353,7 +357,8 @@ Result<fs::path> AppMover::install(const fs::path& bundle, const fs::path& folde
     return target;
 }
 
-std::string AppMover::desktopEntry(const std::string& bundled, const fs::path& binary)
+std::string AppMover::desktopEntry(const std::string& bundled, const fs::path& binary,
+                                   const fs::path& icon)
 {
     std::istringstream lines(bundled.empty() ? std::string(kPlainEntry) : bundled);
     std::string out;
@@ -362,6 +367,8 @@ std::string AppMover::desktopEntry(const std::string& bundled, const fs::path& b
             line = "Exec=" + withProgram(std::string_view(line).substr(5), execProgram(binary));
         else if (line.starts_with("TryExec="))
             line = "TryExec=" + escapedValue(binary.native());
+        else if (line.starts_with("Icon=") && !icon.empty())
+            line = "Icon=" + escapedValue(icon.native());
         out += line + "\n";
     }
     return out;

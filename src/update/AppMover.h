@@ -57,9 +57,10 @@ public:
                                                  const std::filesystem::path& folder,
                                                  bool keepOriginal);
 
-    // The bundle's desktop entry (its text `bundled`, may be empty) made to run `binary`.
-    static std::string desktopEntry(const std::string& bundled,
-                                    const std::filesystem::path& binary);
+    // The bundle's desktop entry (its text `bundled`, may be empty) made to run `binary`,
+    // with the bundle's own icon file when there is one (no theme knows its name).
+    static std::string desktopEntry(const std::string& bundled, const std::filesystem::path& binary,
+                                    const std::filesystem::path& icon = {});
 
 private:
     bool offerApplies() const;

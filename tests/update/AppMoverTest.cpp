@@ -234,10 +234,12 @@ TEST_F(AppMoverTest, AFailedMoveSaysWhyAndLeavesTheBundle)
 
 TEST_F(AppMoverTest, TheDesktopEntryRunsTheNewProgramWithItsArguments)
 {
-    const std::string bundled = "[Desktop Entry]\nExec=quillo %U\nTryExec=quillo\n"
-                                "[Desktop Action window]\nExec=\"quillo\" --new-window\n";
+    const std::string bundled =
+        "[Desktop Entry]\nExec=quillo %U\nTryExec=quillo\nIcon=app.quillo.Quillo\n"
+        "[Desktop Action window]\nExec=\"quillo\" --new-window\n";
     EXPECT_EQ(
-        AppMover::desktopEntry(bundled, "/a b/$x%\\/quillo"),
+        AppMover::desktopEntry(bundled, "/a b/$x%\\/quillo", "/a b/icon.svg"),
         "[Desktop Entry]\nExec=\"/a b/\\\\$x%%\\\\\\\\/quillo\" %U\nTryExec=/a b/$x%\\\\/quillo\n"
+        "Icon=/a b/icon.svg\n"
         "[Desktop Action window]\nExec=\"/a b/\\\\$x%%\\\\\\\\/quillo\" --new-window\n");
 }
