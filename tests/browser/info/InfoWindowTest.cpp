@@ -168,6 +168,21 @@ TEST_F(InfoWindowTest, PermissionBoxesChangeTheModeAndFollowTheDisk)
     EXPECT_FALSE(window->nameField()->isEnabled());
 }
 
+TEST_F(InfoWindowTest, OnlyTheOwnerMayChangeTheBits)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "an item of another user can only be made by root";
+    const fs::path folder = dir.folder("theirs"); // root's
+    const passwd* nobody = ::getpwnam("nobody");
+    ASSERT_EQ(::chmod(dir.path().c_str(), 0755), 0);
+    ASSERT_EQ(::seteuid(nobody ? nobody->pw_uid : 65534), 0);
+    auto window = open(folder);
+    EXPECT_FALSE(window->permissions()->box(S_IRUSR)->isEnabled());
+    EXPECT_FALSE(window->applyInsideButton()->isEnabled());
+    window.reset();
+    ASSERT_EQ(::seteuid(0), 0);
+}
+
 TEST_F(InfoWindowTest, ApplyInsideGivesTheContentsTheFoldersBits)
 {
     dir.file("d/f", "x");
