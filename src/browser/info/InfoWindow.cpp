@@ -262,9 +262,14 @@ void InfoWindow::commitLinkTarget()
 void InfoWindow::itemsMoved(const std::vector<std::pair<fs::path, fs::path>>& moves)
 {
     for (const auto& [from, to] : moves) {
-        if (from != m_path)
+        // The item itself, or a folder above it, went elsewhere.
+        const std::string& path = m_path.native();
+        const std::string& moved = from.native();
+        const bool inside = path.size() > moved.size() && path.starts_with(moved) &&
+                            (moved == "/" || path[moved.size()] == '/');
+        if (path != moved && !inside)
             continue;
-        m_path = to;
+        m_path = inside ? to / path.substr(moved.size() + (moved == "/" ? 0 : 1)) : to;
         m_name->setText(PathText::toStorableText(m_path.filename()));
         refresh();
         watch();

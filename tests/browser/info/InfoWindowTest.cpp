@@ -133,6 +133,14 @@ TEST_F(InfoWindowTest, RenamesThroughTheManagerWithUndoAndRefusesBadNames)
     EXPECT_TRUE(fs::exists(before));
     EXPECT_EQ(window->nameField()->text(), "a.txt");
 
+    // A window on an item inside follows its folder's rename.
+    const fs::path inner = dir.file("box/in.txt");
+    auto innerWindow = open(inner);
+    FileOperationManager::shared().rename({dir / "box", std::nullopt}, "crate", prompter);
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return innerWindow->item() == dir / "crate/in.txt"; }, kTimeoutMs));
+    EXPECT_TRUE(innerWindow->facts().exists);
+
     const QString bad = QStringLiteral("a:b/c");
     const auto expected = FileNaming::validationError(bad);
     ASSERT_TRUE(expected);
