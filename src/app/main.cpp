@@ -3,6 +3,8 @@
 #include "app/FirstPaintProbe.h"
 #include "app/LaunchArguments.h"
 #include "app/SingleInstance.h"
+#include "browser/info/InfoWindow.h"
+#include "browser/info/InfoWindows.h"
 #include "browser/window/BrowserWindow.h"
 
 #include <QApplication>
@@ -27,6 +29,9 @@ void serveBus(Application& app, SingleInstance& instance, FileManager1Service& f
                          &Application::openItems);
         QObject::connect(&fileManager, &FileManager1Service::itemsRequested, &app,
                          &Application::showItems);
+        QObject::connect(
+            &fileManager, &FileManager1Service::propertiesRequested, &app,
+            [](const std::vector<std::filesystem::path>& items) { InfoWindows::open(items); });
     }
 }
 
@@ -65,6 +70,9 @@ int main(int argc, char** argv)
     }
 
     Application app;
+    // The location in an information window shows the item in a browser window.
+    InfoWindow::setRevealHandler(
+        [&app](const std::vector<std::filesystem::path>& items) { app.showItems(items); });
     FileManager1Service fileManager(bus);
     if (role == SingleInstance::Role::first)
         serveBus(app, instance, fileManager);

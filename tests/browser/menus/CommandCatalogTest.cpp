@@ -115,6 +115,6 @@ TEST_F(CommandCatalogTest, TheRouterRunsTheWindowsOwnItem)
     EXPECT_TRUE(ActionRouter::send(item));
     EXPECT_NE(Preferences::shared().showHiddenFiles(), hidden);
 
-    EXPECT_FALSE(ActionRouter::target("showInfo:", window)); // no handler yet
-    EXPECT_FALSE(ActionRouter::send("showInfo:", window));
+    EXPECT_FALSE(ActionRouter::target("connectToServer:", window)); // no handler yet
+    EXPECT_FALSE(ActionRouter::send("connectToServer:", window));
 }
