@@ -2,12 +2,9 @@
 
 #include "core/PathText.h"
 #include "operations/OperationAlerts.h"
+#include "platform/SymbolicLinkRetarget.h"
 
-#include <QRandomGenerator>
 #include <cerrno>
-#include <cstdio>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -15,34 +12,7 @@ namespace LinkTargetChange {
 
 Result<fs::path> retarget(const fs::path& link, const fs::path& target)
 {
-    struct stat st {};
-    if (::lstat(link.c_str(), &st) != 0)
-        return std::unexpected(Error::fromErrno(errno, link));
-    if (!S_ISLNK(st.st_mode))
-        return std::unexpected(Error::fromErrno(EINVAL, link));
-    std::error_code ec;
-    const fs::path old = fs::read_symlink(link, ec);
-    if (ec)
-        return std::unexpected(Error::fromErrno(ec.value(), link));
-    if (target.empty())
-        return std::unexpected(Error::fromErrno(EINVAL, link));
-    for (int attempt = 0; attempt < 5; ++attempt) {
-        const fs::path temporary =
-            PathText::parent(link) /
-            (".quillo-link-" + std::to_string(QRandomGenerator::global()->generate64()));
-        if (::symlink(target.c_str(), temporary.c_str()) != 0) {
-            if (errno == EEXIST)
-                continue;
-            return std::unexpected(Error::fromErrno(errno, link));
-        }
-        if (::rename(temporary.c_str(), link.c_str()) != 0) {
-            const int code = errno;
-            ::unlink(temporary.c_str());
-            return std::unexpected(Error::fromErrno(code, link));
-        }
-        return old;
-    }
-    return std::unexpected(Error::fromErrno(EEXIST, link));
+    return retargetSymbolicLink(link, target);
 }
 
 } // namespace LinkTargetChange

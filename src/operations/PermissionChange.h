@@ -3,6 +3,7 @@
 #include "operations/Alert.h"
 #include "operations/UndoCommands.h"
 #include "platform/Error.h"
+#include "platform/ModeChanges.h"
 
 #include <filesystem>
 #include <sys/types.h>
@@ -20,12 +21,7 @@ struct Request {
     bool recursive = false; // folders: their contents too
 };
 
-struct Change {
-    std::filesystem::path path;
-    mode_t oldMode = 0; // permission bits only (07777)
-    mode_t newMode = 0;
-    bool operator==(const Change&) const = default;
-};
+using Change = ModeChanges::Change;
 
 struct Outcome {
     std::vector<Change> changed; // in the order they were made

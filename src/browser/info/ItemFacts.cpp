@@ -3,15 +3,12 @@
 #include "core/PathText.h"
 #include "files/KindCache.h"
 #include "platform/BirthTime.h"
+#include "platform/ItemStatus.h"
+#include "platform/UserNames.h"
 
 #include <QLocale>
 #include <QMimeDatabase>
-#include <grp.h>
-#include <pwd.h>
-#include <set>
 #include <sys/stat.h>
-#include <unistd.h>
-#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -24,22 +21,14 @@ QDateTime timeOf(const timespec& time)
 
 QString userName(uid_t uid)
 {
-    std::vector<char> buffer(16384);
-    passwd entry{};
-    passwd* found = nullptr;
-    if (::getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) == 0 && found)
-        return QString::fromLocal8Bit(found->pw_name);
-    return QString::number(uid);
+    const std::optional<std::string> name = UserNames::user(uid);
+    return name ? QString::fromLocal8Bit(*name) : QString::number(uid);
 }
 
 QString groupName(gid_t gid)
 {
-    std::vector<char> buffer(16384);
-    group entry{};
-    group* found = nullptr;
-    if (::getgrgid_r(gid, &entry, buffer.data(), buffer.size(), &found) == 0 && found)
-        return QString::fromLocal8Bit(found->gr_name);
-    return QString::number(gid);
+    const std::optional<std::string> name = UserNames::group(gid);
+    return name ? QString::fromLocal8Bit(*name) : QString::number(gid);
 }
 
 void describeKind(ItemFacts& facts, const fs::path& path)
@@ -68,9 +57,10 @@ void describeKind(ItemFacts& facts, const fs::path& path)
 ItemFacts ItemFacts::read(const fs::path& path)
 {
     ItemFacts facts;
-    struct stat st {};
-    if (::lstat(path.c_str(), &st) != 0)
+    const std::optional<struct stat> status = ItemStatus::of(path);
+    if (!status)
         return facts;
+    const struct stat& st = *status;
     facts.exists = true;
     facts.mode = st.st_mode;
     facts.uid = st.st_uid;
@@ -105,7 +95,7 @@ bool ItemFacts::isLink() const
 
 bool ItemFacts::canChangeMode() const
 {
-    return exists && !isLink() && (::geteuid() == 0 || ::geteuid() == uid);
+    return exists && !isLink() && UserNames::mayChangeModeOf(uid);
 }
 
 namespace InfoText {
@@ -126,24 +116,3 @@ QString date(const std::optional<QDateTime>& time)
 }
 
 } // namespace InfoText
-
-int64_t diskUsage(const fs::path& path)
-{
-    std::set<std::pair<dev_t, ino_t>> seen;
-    int64_t total = 0;
-    std::vector<fs::path> pending{path};
-    while (!pending.empty()) {
-        const fs::path item = std::move(pending.back());
-        pending.pop_back();
-        struct stat st {};
-        if (::lstat(item.c_str(), &st) != 0 || !seen.insert({st.st_dev, st.st_ino}).second)
-            continue;
-        total += int64_t(st.st_blocks) * 512;
-        if (!S_ISDIR(st.st_mode))
-            continue;
-        std::error_code ec;
-        for (fs::directory_iterator it(item, ec), end; !ec && it != end; it.increment(ec))
-            pending.push_back(it->path());
-    }
-    return total;
-}

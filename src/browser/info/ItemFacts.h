@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/DiskUsage.h"
+
 #include <QDateTime>
 #include <QString>
 #include <cstdint>
@@ -41,7 +43,3 @@ QString size(int64_t bytes);
 QString date(const std::optional<QDateTime>& time);
 
 } // namespace InfoText
-
-// Bytes the tree takes on disk (allocated blocks), links counted as themselves and
-// never followed, each inode once. Slow: for a worker thread.
-int64_t diskUsage(const std::filesystem::path& path);
