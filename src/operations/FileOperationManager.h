@@ -2,6 +2,7 @@
 
 #include "operations/Alert.h"
 #include "platform/FileIdentity.h"
+#include "platform/ModeChanges.h"
 #include "platform/Trash.h"
 
 #include <QObject>
@@ -17,10 +18,6 @@ class QThreadPool;
 class QUndoCommand;
 class QUndoStack;
 struct UndoReport;
-namespace PermissionChange {
-struct Request;
-struct Outcome;
-} // namespace PermissionChange
 
 enum class TransferMode { copy, move };
 
@@ -86,8 +83,8 @@ public:
                            PrompterRef prompter, PathsDone done = {});
     // Sets permission bits, folders' contents too when asked; what could not be
     // changed is reported through the prompter. Answers what was done.
-    void changePermissions(PermissionChange::Request request, PrompterRef prompter,
-                           std::function<void(PermissionChange::Outcome)> done = {});
+    void changePermissions(ModeChanges::Request request, PrompterRef prompter,
+                           std::function<void(ModeChanges::Outcome)> done = {});
     // Points a symbolic link at another target; answers whether it was done.
     void changeLinkTarget(const std::filesystem::path& link, const std::filesystem::path& target,
                           PrompterRef prompter, std::function<void(bool)> done = {});

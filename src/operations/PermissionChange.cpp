@@ -14,19 +14,11 @@ constexpr int listedFailures = 5;
 
 } // namespace
 
-Outcome apply(const Request& request)
+Outcome apply(Request request)
 {
-    ModeChanges::Request walk{
-        {}, request.value, request.folderMask, request.fileMask, request.recursive};
-    for (const fs::path& item : request.items)
-        walk.items.push_back(PathText::standardized(item));
-    ModeChanges::Outcome out = ModeChanges::apply(walk);
-    return {std::move(out.changed), std::move(out.failures)};
-}
-
-std::vector<Error> replay(const std::vector<Change>& changes, bool forward)
-{
-    return ModeChanges::replay(changes, forward);
+    for (fs::path& item : request.items)
+        item = PathText::standardized(item);
+    return ModeChanges::apply(request);
 }
 
 Alert failureAlert(const std::vector<Error>& failures)
