@@ -4,11 +4,13 @@
 #include "core/SettingsFormat.h"
 
 #include <QCoreApplication>
+#include <QTest>
 #include <QThread>
 #include <atomic>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <sstream>
 #include <stdexcept>
 #include <sys/stat.h>
@@ -132,4 +134,28 @@ std::map<std::string, std::string> filesWithContents(const std::filesystem::path
     for (const auto& entry : std::filesystem::directory_iterator(folder))
         out[entry.path().filename().native()] = readFile(entry.path());
     return out;
+}
+
+std::string waitForFile(const fs::path& file)
+{
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return fs::exists(file) && fs::file_size(file) > 0; }, 10'000));
+    QTest::qWait(50); // the writer may still be mid-write
+    return readFile(file);
+}
+
+ScopedVariable::ScopedVariable(const char* name, const QByteArray& value)
+    : m_name(name)
+    , m_old(qgetenv(name))
+    , m_had(qEnvironmentVariableIsSet(name))
+{
+    qputenv(name, value);
+}
+
+ScopedVariable::~ScopedVariable()
+{
+    if (m_had)
+        qputenv(m_name, m_old);
+    else
+        qunsetenv(m_name);
 }

@@ -55,3 +55,20 @@ void setModificationTime(const std::filesystem::path& path, int64_t seconds);
 std::string readFile(const std::filesystem::path& path);
 // The files directly in a folder: name bytes → contents.
 std::map<std::string, std::string> filesWithContents(const std::filesystem::path& folder);
+
+// Waits (up to ten seconds) until another process has written `file`, then reads it.
+std::string waitForFile(const std::filesystem::path& file);
+
+// Sets an environment variable for as long as it lives, then puts back what was there.
+class ScopedVariable {
+public:
+    ScopedVariable(const char* name, const QByteArray& value);
+    ~ScopedVariable();
+    ScopedVariable(const ScopedVariable&) = delete;
+    ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+private:
+    const char* m_name;
+    QByteArray m_old;
+    bool m_had;
+};

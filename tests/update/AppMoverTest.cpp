@@ -23,19 +23,6 @@ using Strings = std::vector<std::string>;
 const QString kAfterMove =
     "\n移動すると Quillo を開き直します。設定・タグ・履歴はそのまま使えます。";
 
-class ScopedVariable {
-public:
-    ScopedVariable(const char* name, const std::string& value)
-        : m_name(name)
-    {
-        qputenv(name, QByteArray::fromStdString(value));
-    }
-    ~ScopedVariable() { qunsetenv(m_name); }
-
-private:
-    const char* m_name;
-};
-
 class AppMoverTest : public ::testing::Test {
 public:
     ScratchSettings settings;
@@ -128,7 +115,7 @@ TEST_F(AppMoverTest, TheEnvironmentsAnswerMovesAndRelaunchesWithoutAsking)
     // No "%": GLib checks the program of an Exec key before it undoes "%%".
     const fs::path destination = dir / "Apps \"$x\" `y` \\ it's\nline";
     const ScopedVariable answer("QUILLO_MOVE_ANSWER", "move");
-    const ScopedVariable dest("QUILLO_MOVE_DEST", destination.native());
+    const ScopedVariable dest("QUILLO_MOVE_DEST", QByteArray::fromStdString(destination.native()));
     const ScopedVariable mark("QUILLO_MARK", "kept 'as'\nit is");
     const fs::path bundle = makeBundle("Downloads");
     AppMover::Setup s = setup(bundle);

@@ -39,14 +39,6 @@ fs::path recorder(const TempDir& dir, const fs::path& record)
     return script;
 }
 
-std::string waitForFile(const fs::path& file)
-{
-    EXPECT_TRUE(
-        QTest::qWaitFor([&] { return fs::exists(file) && fs::file_size(file) > 0; }, 10'000));
-    QTest::qWait(50); // the writer may still be mid-write
-    return readFile(file);
-}
-
 } // namespace
 
 TEST(RelaunchScriptTest, QuotedWordsReachTheProgramByteExact)
@@ -85,9 +77,9 @@ TEST(RelaunchScriptTest, TheScriptWaitsThenLaunchesWithTheQuilloVariablesButTheE
 {
     TempDir dir;
     const fs::path record = dir / "record";
-    qputenv("QUILLO_DEFAULTS_SUITE", "suite 'one'\n$(x)");
-    qputenv("QUILLO_UPDATE_URL", "http://127.0.0.1:1/version.json");
-    qputenv("QUILLO_DEBUG_STEPS", "1");
+    const ScopedVariable suite("QUILLO_DEFAULTS_SUITE", "suite 'one'\n$(x)");
+    const ScopedVariable url("QUILLO_UPDATE_URL", "http://127.0.0.1:1/version.json");
+    const ScopedVariable debug("QUILLO_DEBUG_STEPS", "1");
     const fs::path binaryFolder = dir.folder("bin \"'$(x)`\\");
     const fs::path binary = binaryFolder / "quillo";
     fs::copy_file(recorder(dir, record), binary);
@@ -110,6 +102,4 @@ TEST(RelaunchScriptTest, TheScriptWaitsThenLaunchesWithTheQuilloVariablesButTheE
     EXPECT_NE(seen.find("QUILLO_UPDATE_URL=http://127.0.0.1:1/version.json"), std::string::npos);
     EXPECT_EQ(seen.find("QUILLO_DEBUG_STEPS"), std::string::npos) << seen;
     EXPECT_TRUE(QTest::qWaitFor([&] { return !fs::exists(*started); }, 5000));
-    for (const char* name : {"QUILLO_DEFAULTS_SUITE", "QUILLO_UPDATE_URL", "QUILLO_DEBUG_STEPS"})
-        qunsetenv(name);
 }

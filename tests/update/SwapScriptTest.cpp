@@ -44,14 +44,6 @@ std::string which(const fs::path& bundle)
     return run.status == 0 ? run.out : std::string();
 }
 
-std::string waitForFile(const fs::path& file)
-{
-    EXPECT_TRUE(
-        QTest::qWaitFor([&] { return fs::exists(file) && fs::file_size(file) > 0; }, 10'000));
-    QTest::qWait(50); // the writer may still be mid-write
-    return readFile(file);
-}
-
 // A bundle installed in a hostile folder, a new one staged beside it, a working folder.
 struct Update {
     Update()

@@ -1,6 +1,7 @@
 #include "update/UpdateChecker.h"
 
 #include "support/LoopbackHttpServer.h"
+#include "support/TempDir.h"
 #include "support/ToolRun.h"
 #include "update/UpdateAlerts.h"
 
@@ -35,29 +36,6 @@ quint16 closedPort()
     probe.listen(QHostAddress::LocalHost, 0);
     return probe.serverPort();
 }
-
-class ScopedVariable {
-public:
-    ScopedVariable(const char* name, const QByteArray& value)
-        : m_name(name)
-        , m_old(qgetenv(name))
-        , m_had(qEnvironmentVariableIsSet(name))
-    {
-        qputenv(name, value);
-    }
-    ~ScopedVariable()
-    {
-        if (m_had)
-            qputenv(m_name, m_old);
-        else
-            qunsetenv(m_name);
-    }
-
-private:
-    const char* m_name;
-    QByteArray m_old;
-    bool m_had;
-};
 
 } // namespace
 
