@@ -4,6 +4,7 @@
 #include "core/ShellQuote.h"
 #include "platform/AtomicFile.h"
 #include "platform/FileDescriptor.h"
+#include "platform/ProcessInfo.h"
 
 #include <QPointer>
 #include <QtConcurrent>
@@ -168,8 +169,7 @@ CommandLineTool::Inputs CommandLineTool::Inputs::fromEnvironment()
     Inputs inputs;
     inputs.systemFolder = "/usr/local/bin";
     inputs.home = PathText::homeFolder();
-    std::error_code ec;
-    inputs.binary = fs::read_symlink("/proc/self/exe", ec);
+    inputs.binary = ProcessInfo::executable();
     const char* path = std::getenv("PATH");
     inputs.path = path ? path : "";
     const char* shell = std::getenv("SHELL");

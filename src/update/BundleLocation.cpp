@@ -2,6 +2,7 @@
 
 #include "core/PathText.h"
 #include "platform/FileReader.h"
+#include "platform/ProcessInfo.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -36,9 +37,8 @@ std::optional<fs::path> bundleOf(const fs::path& executable)
 
 std::optional<fs::path> running()
 {
-    std::error_code error;
-    const fs::path executable = fs::read_symlink("/proc/self/exe", error);
-    if (error)
+    const fs::path executable = ProcessInfo::executable();
+    if (executable.empty())
         return std::nullopt;
     return bundleOf(executable);
 }
